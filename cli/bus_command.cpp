@@ -1,0 +1,14 @@
+#include "bus_command.h"
+
+namespace cli {
+
+void add_bus_commands(CLI::App& tool, context_t& context)
+{
+    CLI::App* group = tool.add_subcommand("bus", "the message bus: watch it, count what was dropped");
+    group->require_subcommand(1);
+    group->footer("Example: vela bus watch --peer app/phone");
+    add_bus_watch(*group, context);
+    add_bus_stats(*group, context);
+}
+
+}  // namespace cli

@@ -1,0 +1,11 @@
+// The commands of `vela bus`.
+#pragma once
+
+#include "command.h"
+
+namespace cli {
+
+void add_bus_watch(CLI::App& group, context_t& context);
+void add_bus_stats(CLI::App& group, context_t& context);
+
+}  // namespace cli

@@ -1,0 +1,28 @@
+// The command groups: each adds itself to the tool and runs from the callback of its subcommand.
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "failure.h"
+
+namespace cli {
+
+void add_version_command(CLI::App& tool, context_t& context);
+void add_nfz_commands(CLI::App& tool, context_t& context);
+void add_fc_command(CLI::App& tool, context_t& context);
+void add_bus_commands(CLI::App& tool, context_t& context);
+void add_demo_command(CLI::App& tool, context_t& context);
+
+// A subcommand with --json, and with an example at the end of its help.
+CLI::App* add_command(CLI::App& parent, context_t& context, const std::string& name, const std::string& description,
+                      const std::string& example);
+
+// --route, for commands that use the bus.
+void add_route_option(CLI::App& command, context_t& context);
+
+// --as, with the endpoint that the command is otherwise.
+void add_as_option(CLI::App& command, std::string& as);
+
+}  // namespace cli

@@ -1,0 +1,68 @@
+// Description of the bus messages, as data: one table from which messages are decoded for people and, in time, wire
+// documentation and dissectors are generated.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace peers {
+
+enum class field_type {
+    u8,
+    u16,
+    u32,
+    i8,
+    i32,
+    f32,
+    f64,
+    text,      // `count` bytes, zero-padded
+    bytes,     // `count` bytes, shown in hexadecimal
+    version,   // 4 bytes, last number first: shown as d.c.b.a
+    rest,      // all bytes up to the end of the payload
+    rest_u32,  // 32-bit numbers up to the end of the payload
+};
+
+// Name of a value; a table of them ends with a null name.
+struct value_name_t {
+    uint32_t value;
+    const char* name;
+};
+
+struct field_t {
+    const char* name;
+    uint16_t offset;  // in the payload
+    field_type type;
+    uint16_t count = 1;     // array elements, or bytes of text and bytes
+    const char* unit = "";  // for example "ms"
+    const value_name_t* names = nullptr;
+    uint8_t first_bit = 0;  // of a part of an unsigned number
+    uint8_t bits = 0;       // 0: all of it
+};
+
+enum class message_kind { request, reply };
+
+struct message_t {
+    const char* name;
+    const char* summary;
+    uint8_t set;
+    uint8_t id;
+    message_kind kind;
+    uint16_t server;  // the address that answers the request; 0: any. Several servers answer one id differently.
+    uint16_t size;    // payload bytes; with a `rest` field at least so many
+    std::span<const field_t> fields;
+};
+
+// All messages known, in groups that belong together.
+std::span<const std::span<const message_t>> message_groups();
+
+// The message with these properties; `server` is the receiver of a request, the sender of a reply. Null when unknown.
+const message_t* find_message(uint8_t set, uint8_t id, message_kind kind, uint16_t server);
+
+// The groups.
+std::span<const message_t> version_messages();
+std::span<const message_t> upgrade_messages();
+std::span<const message_t> motor_messages();
+std::span<const message_t> bag_messages();
+
+}  // namespace peers

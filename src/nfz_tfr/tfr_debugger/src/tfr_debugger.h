@@ -1,0 +1,5 @@
+// The temporary-restriction module's log.
+#pragma once
+
+// One line "[nfz_tfr][ seconds][tag]text" and a line feed. Any thread.
+void nfz_tfr_log(const char* tag, const char* format, ...) __attribute__((format(printf, 2, 3)));

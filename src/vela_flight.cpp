@@ -1,0 +1,34 @@
+// Process entry: brings the modules up in a fixed order, then sleeps. All work happens on the two clients' tasks and on
+// the timers. A failing initialiser reports itself in the log and stops nothing.
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "api/api.h"
+#include "dbi/dbi.h"
+#include "flight_log/flight_log.h"
+#include "flight_timer/flight_timer.h"
+#include "flight_v1/flight_v1.h"
+#include "nfz_data_upgrade/nfz_data_upgrade.h"
+
+int main()
+{
+    // Lines as they happen, also into a supervisor's pipe.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+
+    flight_time_init();  // first: every log line measures from here
+    puts("flight_time_init");
+    flight_log_init();
+    puts("flight_log_init");
+    flight_v1_init();
+    puts("flight_v1_init");
+    api_init();
+    puts("api_init");
+    dbi_init();
+    puts("dbi_init");
+    upgrade_init();
+    puts("upgrade_init");
+
+    for (;;)
+        sleep(1);
+}

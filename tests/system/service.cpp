@@ -1,0 +1,84 @@
+#include "service.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+static void redirect(const std::string& path, int descriptor)
+{
+    const int file = ::open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
+    dup2(file, descriptor);
+    ::close(file);
+}
+
+void Service::start()
+{
+    static int started = 0;  // each run has files of its own
+    output_ = "/tmp/service." + std::to_string(++started) + ".out";
+    log_ = "/tmp/service." + std::to_string(started) + ".log";
+    pid_ = fork();
+    if (pid_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    redirect(output_, STDOUT_FILENO);
+    redirect(log_, STDERR_FILENO);
+    if (chdir("/") == 0) execl(VELA_FLIGHT, VELA_FLIGHT, nullptr);
+    _exit(127);
+}
+
+void Service::kill()
+{
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+}
+
+void Service::signal(int number) const
+{
+    ::kill(pid_, number);
+}
+
+bool Service::runs() const
+{
+    return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0;
+}
+
+static std::string content(const std::string& path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+std::string Service::output() const
+{
+    return content(output_);
+}
+
+std::string Service::log() const
+{
+    return content(log_);
+}
+
+static size_t entries(pid_t pid, const char* folder)
+{
+    const std::filesystem::path path = "/proc/" + std::to_string(pid) + "/" + folder;
+    const std::filesystem::directory_iterator first(path);
+    return static_cast<size_t>(std::distance(first, std::filesystem::directory_iterator()));
+}
+
+size_t Service::threads() const
+{
+    return entries(pid_, "task");
+}
+
+size_t Service::descriptors() const
+{
+    return entries(pid_, "fd");
+}

@@ -1,0 +1,36 @@
+// The service under test as a process of its own.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+class Service {
+public:
+    Service() = default;
+    ~Service() { kill(); }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    // Starts it with its output in files; standard output is a file, not a terminal.
+    void start();
+
+    // SIGKILL, and waits until it is gone.
+    void kill();
+
+    void signal(int number) const;
+    bool runs() const;
+    pid_t pid() const { return pid_; }
+
+    // Everything printed since the last start.
+    std::string output() const;
+    std::string log() const;
+    size_t threads() const;
+    size_t descriptors() const;
+
+private:
+    pid_t pid_ = -1;
+    std::string output_;
+    std::string log_;
+};
