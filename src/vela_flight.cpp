@@ -2,6 +2,7 @@
 // the timers. A failing initialiser reports itself in the log and stops nothing.
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 
 #include "api/api.h"
@@ -13,6 +14,8 @@
 
 int main()
 {
+    // Whoever reads our output may go away: lines are lost then, the flight service is not.
+    signal(SIGPIPE, SIG_IGN);
     // Lines as they happen, also into a supervisor's pipe.
     setvbuf(stdout, nullptr, _IOLBF, 0);
 

@@ -1,5 +1,7 @@
 #include "flight_timer/flight_timer.h"
 
+#include <cstdlib>
+
 #include "kest_osal.h"
 
 static constexpr int32_t PRIORITY_ORDINARY = 19;
@@ -17,6 +19,8 @@ uint64_t flight_get_sys_boot_time_us()
 flight_result_t flight_time_init()
 {
     flight_start_time_us = flight_get_sys_boot_time_us();
+    // The zone that holds anyway, but named: without a name the C library looks for it, with heap, at each conversion.
+    setenv("TZ", ":/etc/localtime", 0);
     return FLIGHT_OK;
 }
 

@@ -5,7 +5,7 @@
 
 #include "common/flight_result.h"
 
-// Fixes the process's zero of time; before any other thread exists. Returns 0.
+// Fixes the process's zero of time and, unless TZ names one, its time zone; before any other thread exists. Returns 0.
 flight_result_t flight_time_init();
 
 // Microseconds since the system started.

@@ -65,7 +65,6 @@ void ask_for_priority(int32_t priority)
 TARN_CANCELLED_HERE void* run_timer(void* argument)
 {
     auto& timer = *static_cast<periodic_timer*>(argument);
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     pthread_setname_np(pthread_self(), timer.name);
     ask_for_priority(timer.priority);
     for (int32_t calls = 0; timer.repeat_times == 0 || calls < timer.repeat_times;) {

@@ -31,7 +31,7 @@ static uint64_t count_us(std::chrono::microseconds time)
 ScriptedClock::timer_t* ScriptedClock::next_due(uint64_t until_us) const
 {
     timer_t* next = nullptr;
-    for (const auto& timer : timers_)
+    for (const auto& timer : timers)
         if (timer->due_us <= until_us && (next == nullptr || timer->due_us < next->due_us)) next = timer.get();
     return next;
 }
@@ -41,8 +41,8 @@ void ScriptedClock::passes(std::chrono::microseconds time)
     const uint64_t until_us = now_us_ + count_us(time);
     while (timer_t* timer = next_due(until_us)) {
         now_us_ = timer->due_us;
-        timer->due_us += timer->period_us;
-        timer->entry(timer->param);
+        timer->due_us += timer->attrib.timeout_us;
+        timer->attrib.entry(timer->attrib.param);
     }
     now_us_ = until_us;
 }
@@ -50,26 +50,15 @@ void ScriptedClock::passes(std::chrono::microseconds time)
 void ScriptedClock::jumps(std::chrono::microseconds time)
 {
     now_us_ += count_us(time);
-    for (const auto& timer : timers_)
+    for (const auto& timer : timers)
         timer->due_us += count_us(time);
 }
 
 void ScriptedClock::ticks(const std::string& name)
 {
-    for (const auto& timer : timers_)
-        if (timer->name == name) return timer->entry(timer->param);
+    for (const auto& timer : timers)
+        if (timer->name == name) return timer->attrib.entry(timer->attrib.param);
     std::abort();  // the test waits for a timer that nobody created
-}
-
-kest_result_t ScriptedClock::create(const kest_osal_timer_attrib_t& attrib, void** handle)
-{
-    ++creations;
-    if (creation_result != 0) return creation_result;
-    timers_.push_back(std::make_unique<timer_t>(timer_t{attrib.name, attrib.entry, attrib.param, attrib.timeout_us,
-                                                        attrib.repeat_times, attrib.priority,
-                                                        now_us_ + attrib.timeout_us}));
-    *handle = timers_.back().get();
-    return 0;
 }
 
 // --- bus ---
@@ -84,16 +73,9 @@ void PrintTo(const record_t& record, std::ostream* out)
     *out << std::dec;
 }
 
-static std::string with_host(const char* call, uint16_t host)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%s %04x", call, host);
-    return text;
-}
-
 kest_event_client* ScriptedBus::client(uint16_t host) const
 {
-    for (const auto& client : clients_)
+    for (const auto& client : clients)
         if (client->host == host) return client.get();
     return nullptr;
 }
@@ -115,54 +97,18 @@ bool ScriptedBus::delivers(const record_t& record) const
     return callback != nullptr && callback(client, &event, client->userdata) == 0;
 }
 
-kest_result_t ScriptedBus::create_route_table(const std::string& config, const std::string& service,
-                                              const std::string& endpoint, uint16_t* host,
-                                              kest_mb_route_table_t* table)
+static void remember(std::vector<record_t>& list, kest_event_client_t client, const kest_event_t& event,
+                     const void* payload, size_t length)
 {
-    calls.push_back("create_route_table " + config + " " + service + " " + endpoint);
-    if (results.create_route_table != 0) return results.create_route_table;
-    const auto own = hosts.find(endpoint);
-    if (own == hosts.end()) return -ENOENT;
-    *host = own->second;
-    *table = {};
-    table->target_size = target_size;
-    return 0;
-}
-
-kest_result_t ScriptedBus::create_client(const kest_event_client& client, kest_event_client_t* handle)
-{
-    calls.push_back(with_host("create_client", client.host));
-    if (results.create_client != 0) return results.create_client;
-    std::erase_if(clients_, [&](const auto& other) { return other->host == client.host; });
-    clients_.push_back(std::make_unique<kest_event_client>(client));
-    *handle = clients_.back().get();
-    return 0;
-}
-
-kest_result_t ScriptedBus::start_client(kest_event_client_t client)
-{
-    calls.push_back(with_host("start_client", client->host));
-    client->started = results.start_client == 0;
-    return results.start_client;
-}
-
-void ScriptedBus::remember(std::vector<record_t>& list, const kest_event_client& client, const kest_event_t& event,
-                           const uint8_t* payload, size_t length)
-{
-    if (!remembers) return;
-    const std::lock_guard lock(mutex_);
-    list.push_back({client.host, event.peer_host, static_cast<uint8_t>(event.msg_id >> 16),
-                    static_cast<uint8_t>(event.msg_id), event.attrib, event.seq_id, bytes_t(payload, payload + length),
+    if (!s_platform->bus.remembers) return;
+    const auto* bytes = static_cast<const uint8_t*>(payload);
+    const std::lock_guard lock(s_platform->mutex);
+    list.push_back({client->host, event.peer_host, static_cast<uint8_t>(event.msg_id >> 16),
+                    static_cast<uint8_t>(event.msg_id), event.attrib, event.seq_id, bytes_t(bytes, bytes + length),
                     event.reserved});
 }
 
 // --- log ---
-
-void ScriptedLog::remember(line_t line)
-{
-    const std::lock_guard lock(mutex_);
-    lines.push_back(std::move(line));
-}
 
 std::vector<std::string> ScriptedLog::texts(const std::string& tag)
 {
@@ -178,17 +124,18 @@ size_t ScriptedLog::count(const std::string& text) const
         std::count_if(lines.begin(), lines.end(), [&](const line_t& line) { return line.text == text; }));
 }
 
-bool ScriptedLog::says(const std::string& text) const
-{
-    return count(text) > 0;
-}
-
 // --- the operations ---
 
 extern "C" {
 kest_result_t kest_osal_timer_create(const kest_osal_timer_attrib_t* attrib, void** timer)
 {
-    return s_platform->clock.create(*attrib, timer);
+    ScriptedClock& clock = s_platform->clock;
+    ++clock.creations;
+    if (clock.creation_result != 0) return clock.creation_result;
+    clock.timers.push_back(std::make_unique<ScriptedClock::timer_t>(
+        ScriptedClock::timer_t{attrib->name, *attrib, clock.now_us() + attrib->timeout_us}));
+    *timer = clock.timers.back().get();
+    return 0;
 }
 
 kest_result_t kest_osal_get_boot_time(uint64_t* boot_time_us)
@@ -200,7 +147,13 @@ kest_result_t kest_osal_get_boot_time(uint64_t* boot_time_us)
 kest_result_t kest_mb_create_route_table(const char* config_path, const char* service, const char* endpoint,
                                          uint16_t* host_id, kest_mb_route_table_t* table)
 {
-    return s_platform->bus.create_route_table(config_path, service, endpoint, host_id, table);
+    ScriptedBus& bus = s_platform->bus;
+    bus.calls.push_back(std::string("create_route_table ") + config_path + " " + service + " " + endpoint);
+    if (bus.results.create_route_table != 0) return bus.results.create_route_table;
+    *host_id = bus.hosts.at(endpoint);
+    *table = {};
+    table->target_size = bus.target_size;
+    return 0;
 }
 
 kest_result_t kest_mb_destroy_route_table(kest_mb_route_table_t*)
@@ -214,22 +167,30 @@ kest_result_t kest_event_create_client(const kest_mb_route_table_t*, uint16_t ho
                                        const uint32_t counts[KEST_EVENT_SETS], void* userdata,
                                        kest_event_client_t* client)
 {
-    kest_event_client made = {host_id, false, userdata, {}, {}};
-    std::copy_n(tables, std::size(made.tables), made.tables);
-    std::copy_n(counts, std::size(made.counts), made.counts);
-    return s_platform->bus.create_client(made, client);
+    ScriptedBus& bus = s_platform->bus;
+    bus.calls.emplace_back("create_client");
+    if (bus.results.create_client != 0) return bus.results.create_client;
+    auto made = std::make_unique<kest_event_client>(kest_event_client{host_id, false, userdata, {}, {}});
+    std::copy_n(tables, std::size(made->tables), made->tables);
+    std::copy_n(counts, std::size(made->counts), made->counts);
+    std::erase_if(bus.clients, [&](const auto& other) { return other->host == host_id; });
+    bus.clients.push_back(std::move(made));
+    *client = bus.clients.back().get();
+    return 0;
 }
 
 kest_result_t kest_event_start_client(kest_event_client_t client)
 {
-    return s_platform->bus.start_client(client);
+    s_platform->bus.calls.emplace_back("start_client");
+    client->started = s_platform->bus.results.start_client == 0;
+    return s_platform->bus.results.start_client;
 }
 
 kest_result_t kest_event_send(kest_event_client_t client, const kest_event_t* event)
 {
     ScriptedBus& bus = s_platform->bus;
     if (client == nullptr || event->msg_len > KEST_EVENT_MAX_PAYLOAD) return -EINVAL;
-    bus.remember(bus.sent, *client, *event, event->msg_buf, event->msg_len);
+    remember(bus.sent, client, *event, event->msg_buf, event->msg_len);
     return bus.results.send;
 }
 
@@ -238,7 +199,7 @@ kest_result_t kest_event_send_sync(kest_event_client_t client, const kest_event_
 {
     ScriptedBus& bus = s_platform->bus;
     if (client == nullptr || event->msg_len > KEST_EVENT_MAX_PAYLOAD) return -EINVAL;
-    bus.remember(bus.sent, *client, *event, event->msg_buf, event->msg_len);
+    remember(bus.sent, client, *event, event->msg_buf, event->msg_len);
     bus.sync_timeout_us = timeout_us;
     if (bus.results.send_sync != 0) return bus.results.send_sync;
     const size_t size = KEST_EVENT_HEAD_SIZE + bus.sync_reply.size();
@@ -265,7 +226,7 @@ kest_result_t kest_event_resp_data_without_retcode(kest_event_client_t client, c
 {
     ScriptedBus& bus = s_platform->bus;
     if (client == nullptr || data_len > KEST_EVENT_MAX_PAYLOAD) return -EINVAL;
-    bus.remember(bus.replies, *client, *request, static_cast<const uint8_t*>(data), data_len);
+    remember(bus.replies, client, *request, data, data_len);
     return bus.results.send;
 }
 
@@ -299,6 +260,7 @@ void kest_log_print(int32_t module, int32_t level, const char* head, const char*
     line.tag = va_arg(args, const char*);
     line.text = va_arg(args, const char*);
     va_end(args);
-    s_platform->log.remember(std::move(line));
+    const std::lock_guard lock(s_platform->mutex);
+    s_platform->log.lines.push_back(std::move(line));
 }
 }

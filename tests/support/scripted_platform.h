@@ -22,11 +22,7 @@ class ScriptedClock {
 public:
     struct timer_t {
         std::string name;
-        kest_osal_timer_entry_t entry;
-        void* param;
-        uint32_t period_us;
-        int32_t repeat_times;
-        int32_t priority;
+        kest_osal_timer_attrib_t attrib;
         uint64_t due_us;  // boot time of the next tick
     };
 
@@ -44,15 +40,12 @@ public:
     kest_result_t creation_result = 0;  // of every timer creation from now on
     uint32_t creations = 0;             // asked for, refused ones included
 
-    const std::vector<std::unique_ptr<timer_t>>& timers() const { return timers_; }
-
-    kest_result_t create(const kest_osal_timer_attrib_t& attrib, void** handle);
+    std::vector<std::unique_ptr<timer_t>> timers;
 
 private:
     timer_t* next_due(uint64_t until_us) const;
 
     uint64_t now_us_ = 0;
-    std::vector<std::unique_ptr<timer_t>> timers_;
 };
 
 // What stands behind an event client's handle.
@@ -96,7 +89,7 @@ public:
     std::map<std::string, uint16_t> hosts = {{"flight_srv_fmu", 0x1105}, {"flight_nfz_upgrade", 0x1106}};
     int32_t target_size = 5;  // of every route table
 
-    // Creation calls in order, with what they were given: "create_client 1105".
+    // Creation calls in order: "create_route_table CONFIG SERVICE ENDPOINT", "create_client", ...
     std::vector<std::string> calls;
 
     std::vector<record_t> sent;     // by both kinds of send, refused ones included
@@ -107,20 +100,11 @@ public:
     // The client with this address; null before its creation.
     kest_event_client* client(uint16_t host) const;
 
-    // A record arrives at the client `record.to`. The bytes behind its payload are zero, as the platform promises. False
-    // when it is dropped: no started client, or no descriptor for set and id.
+    // A record arrives at the client `record.to`. The bytes behind its payload are zero, as the platform promises.
+    // False when it is dropped: no started client, or no descriptor for set and id.
     bool delivers(const record_t& record) const;
 
-    kest_result_t create_route_table(const std::string& config, const std::string& service, const std::string& endpoint,
-                                     uint16_t* host, kest_mb_route_table_t* table);
-    kest_result_t create_client(const kest_event_client& client, kest_event_client_t* handle);
-    kest_result_t start_client(kest_event_client_t client);
-    void remember(std::vector<record_t>& list, const kest_event_client& client, const kest_event_t& event,
-                  const uint8_t* payload, size_t length);
-
-private:
-    std::vector<std::unique_ptr<kest_event_client>> clients_;
-    std::mutex mutex_;  // senders on other threads
+    std::vector<std::unique_ptr<kest_event_client>> clients;
 };
 
 class ScriptedLog {
@@ -144,14 +128,10 @@ public:
 
     // Texts since the last call, oldest first; with a tag, only those of that function.
     std::vector<std::string> texts(const std::string& tag = "");
-    bool says(const std::string& text) const;  // in any line so far
-    size_t count(const std::string& text) const;
-
-    void remember(line_t line);
+    size_t count(const std::string& text) const;  // lines with this text so far
 
 private:
     size_t seen_ = 0;
-    std::mutex mutex_;
 };
 
 class ScriptedPlatform {
@@ -164,4 +144,5 @@ public:
     ScriptedClock clock;
     ScriptedBus bus;
     ScriptedLog log;
+    std::mutex mutex;  // guards what is remembered: senders and loggers run on any thread
 };

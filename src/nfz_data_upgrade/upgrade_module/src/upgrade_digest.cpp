@@ -64,7 +64,8 @@ void upgrade_md5_final(upgrade_desc_t* desc)
 
 bool check_protocal_md5_final(const upgrade_desc_t* desc, const uint8_t md5[16])
 {
-    // Incomplete is possible here only when the silence supervisor reset the record under this very request.
+    // Possible only when the silence supervisor is just resetting the record under this very request; after a whole
+    // reset the content digest is missing and refuses.
     if (!upgrade_firmware_is_complete(desc)) {
         nfz_upgrade_log("check_protocal_md5_final", "!!!!!get  final md5 fail\n");
         return false;

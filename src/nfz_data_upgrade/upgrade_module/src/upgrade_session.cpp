@@ -12,7 +12,6 @@ upgrade_desc_t* get_upgrade_desc()
 
 static void clear_words(upgrade_desc_t* desc)
 {
-    desc->board_name_str_ = nullptr;
     desc->firmware_size_ = 0;
     desc->saved_firmware_size_ = 0;
     desc->firmware_start_offset_ = 0;
@@ -118,7 +117,8 @@ uint16_t upgrade_modify_datalen_last_packet(const upgrade_desc_t* desc, uint16_t
     const uint32_t saved = desc->saved_firmware_size_;
     const uint32_t size = desc->firmware_size_;
     if (uint64_t{saved} + len <= size) return len;
-    const auto missing = static_cast<uint16_t>(size - saved);
+    // The silence supervisor may reset the two words between our reads: never more than the block has.
+    const auto missing = static_cast<uint16_t>(size > saved ? size - saved : 0);
     nfz_upgrade_log("upgrade_modify_datalen_last_packet",
                     "packet_data_len:%d, after modify, need_to_saved_data_len:%d\n", len, missing);
     return missing;

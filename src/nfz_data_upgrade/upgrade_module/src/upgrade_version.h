@@ -11,5 +11,5 @@ inline constexpr const char* NFZ_ROLLBACK_MARKER = "/tmp/NFZ/nfz_disable_anti_ro
 // zero) may replace the one on the device. Upgrade client task.
 bool check_version_need_update(const uint8_t* block, size_t len);
 
-// Announces the installed version to the app, unless an upgrade runs. Upgrade timer, every 0.5 s.
+// Announces the installed version (to address 0x0200), unless an upgrade runs. Upgrade timer, every 0.5 s.
 void upgrade_push_flylimit_version();

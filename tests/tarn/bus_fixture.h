@@ -1,0 +1,139 @@
+// What the tests speak in: a bus of their own, endpoints with a mailbox, raw peers, a tap, and what was printed.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <kest_event.h>
+#include <kest_mb.h>
+#include <tarn_host.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+constexpr uint16_t SERVICE = 0x1105;
+constexpr uint16_t APP = 0x0200;
+constexpr uint16_t CONTROLLER = 0x0306;
+constexpr uint16_t STRANGER = 0x4242;  // in no route configuration
+
+constexpr uint16_t NEED_ACK = 0x0040;
+constexpr uint16_t REPLY = 0x0080;
+
+constexpr uint32_t message(uint32_t set, uint32_t id)
+{
+    return set << 16 | id;
+}
+
+// A record with `size` payload bytes of `fill`.
+kest_event_t record(uint16_t to, uint32_t msg_id, uint32_t size = 0, uint8_t fill = 0xaa, uint16_t seq_id = 1,
+                    uint16_t attrib = NEED_ACK);
+
+// Waits until `is_true` or for 5 seconds; says which.
+bool soon(const std::function<bool()>& is_true);
+
+// Runs `work` in as many threads at once, numbered from 0, until all are done.
+void in_threads(uint16_t count, const std::function<void(uint16_t thread)>& work);
+
+// A directory that goes with its content.
+class scratch {
+public:
+    scratch();
+    ~scratch();
+    scratch(const scratch&) = delete;
+    scratch& operator=(const scratch&) = delete;
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+    // Writes a file here and returns its path.
+    std::string file(const std::string& name, const std::string& text) const;
+
+private:
+    std::string path_;
+};
+
+std::string read_file(const std::string& path);
+
+// Standard error until this object goes.
+class captured_stderr {
+public:
+    captured_stderr();
+    ~captured_stderr();
+    captured_stderr(const captured_stderr&) = delete;
+    captured_stderr& operator=(const captured_stderr&) = delete;
+    std::string text() const;
+    int64_t lines() const;
+
+private:
+    int memory_;
+    int before_;
+};
+
+// A bus in a scratch directory with the three endpoints above; `extra` goes into its configuration.
+class bus {
+public:
+    explicit bus(const std::string& extra = "");
+    std::string config() const { return config_; }
+    std::string dir() const { return directory_ / "bus"; }
+    std::string socket_of(uint16_t host) const;
+    std::string tap_path() const { return directory_ / "tap"; }
+
+private:
+    scratch directory_;
+    std::string config_;
+};
+
+// A client whose callbacks put everything into a mailbox. Sets 0 to 2 have 255 commands, set 3 has ten; in each of them
+// command 9 has no callbacks.
+class endpoint {
+public:
+    using handler = std::function<void(kest_event_client_t, const kest_event_t&)>;
+
+    endpoint(const bus& on, uint16_t host, handler on_request = {}, bool starts = true);
+    ~endpoint() { close(); }
+    endpoint(const endpoint&) = delete;
+    endpoint& operator=(const endpoint&) = delete;
+
+    kest_event_client_t get() const { return client_; }
+    kest_result_t created() const { return created_; }  // what creating gave
+    kest_result_t start() { return kest_event_start_client(client_); }
+    void close();
+    kest_result_t send(const kest_event_t& event) const { return kest_event_send(client_, &event); }
+
+    // The next record of the mailbox; fails the test when none comes.
+    kest_event_t take();
+    size_t waiting();
+    uint64_t counter(uint32_t which) const;  // as others read it from the file
+
+private:
+    static kest_result_t on_record(kest_event_client_t client, const kest_event_t* event, void* self);
+
+    handler on_request_;
+    kest_event_cmd_desc_t descriptors_[255];
+    std::string stats_;
+    kest_event_client_t client_ = nullptr;
+    kest_result_t created_ = 0;
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::deque<kest_event_t> mail_;
+};
+
+// A peer without the library: bytes as they are.
+class raw_peer {
+public:
+    // Connects to an endpoint; says hello as `as` when given.
+    raw_peer(const bus& on, uint16_t to, std::optional<uint16_t> as = std::nullopt);
+    ~raw_peer();
+    raw_peer(const raw_peer&) = delete;
+    raw_peer& operator=(const raw_peer&) = delete;
+
+    bool send(const void* bytes, size_t size) const;
+    bool send(const kest_event_t& event) const { return send(&event, KEST_EVENT_HEAD_SIZE + event.msg_len); }
+    bool is_closed() const;  // soon, by the other end
+
+private:
+    int fd_;
+};

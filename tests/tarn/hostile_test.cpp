@@ -1,0 +1,121 @@
+// Peers that break the rules.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "bus_fixture.h"
+
+using testing::AllOf;
+using testing::Ge;
+using testing::HasSubstr;
+using testing::Le;
+
+namespace {
+
+class Hostile : public testing::Test {
+protected:
+    // A bystander has its connection since before, and is served afterwards.
+    void SetUp() override
+    {
+        app.send(record(SERVICE, message(0, 1)));
+        service.take();
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(app.send(record(SERVICE, message(0, 1))), 0);
+        EXPECT_EQ(service.take().peer_host, APP);
+        EXPECT_EQ(service.waiting(), 0u);
+        EXPECT_EQ(app.counter(TARN_CONNECTS_OUT), 1u);
+    }
+
+    const captured_stderr console;
+    const bus on{R"(, "allow": {"0x0306": {"uid": [)" + std::to_string(::getuid() + 1) + R"(]},
+                    "0x0200": {"uid": [7, )" +
+                 std::to_string(::getuid()) + "]}}"};
+    endpoint service{on, SERVICE};
+    endpoint app{on, APP};
+};
+
+TEST_F(Hostile, RecordsOfEveryLengthAreTakenOrCloseTheirConnection)
+{
+    uint8_t bytes[1100] = {};
+    for (uint32_t size = 0; size <= sizeof bytes; ++size) {
+        kest_event_t event = record(SERVICE, message(0, 1));
+        event.msg_len = size - std::min<uint32_t>(size, KEST_EVENT_HEAD_SIZE);
+        std::memcpy(bytes, &event, KEST_EVENT_HEAD_SIZE);
+        const raw_peer peer(on, SERVICE, APP);
+        ASSERT_TRUE(peer.send(bytes, size));
+        if (size >= KEST_EVENT_HEAD_SIZE && size <= KEST_EVENT_SIZE)
+            ASSERT_EQ(service.take().msg_len, event.msg_len);
+        else
+            ASSERT_TRUE(peer.is_closed()) << size;
+    }
+    EXPECT_EQ(service.counter(TARN_CLOSED_SHORT), 16u);
+    EXPECT_EQ(service.counter(TARN_CLOSED_LONG), 76u);
+    EXPECT_THAT(console.text(), HasSubstr("0x1105 closed a connection of 0x0200 (user " + std::to_string(::getuid()) +
+                                          "): a record of less than 16 bytes"));
+}
+
+TEST_F(Hostile, ARecordThatLiesAboutItsLengthClosesItsConnection)
+{
+    uint64_t lies = 0;
+    for (const uint32_t size : {16u, 17u, 100u, 1024u}) {
+        for (const uint32_t claimed : {0u, 1u, 83u, 85u, 1007u, 1008u, 1009u, 0x80000000u, 0xffffffffu}) {
+            if (claimed == size - 16) continue;
+            kest_event_t event = record(SERVICE, message(0, 1));
+            event.msg_len = claimed;
+            const raw_peer peer(on, SERVICE, APP);
+            ASSERT_TRUE(peer.send(&event, size));
+            ASSERT_TRUE(peer.is_closed()) << claimed << " of " << size;
+            ++lies;
+        }
+    }
+    EXPECT_EQ(service.counter(TARN_CLOSED_LENGTH), lies);
+}
+
+TEST_F(Hostile, AnythingButAHelloFirstClosesTheConnection)
+{
+    const std::string hellos[] = {"",
+                                  "T",
+                                  std::string("T\1\0", 3),
+                                  std::string("T\1\0\2\0", 5),
+                                  std::string("T\2\0\2", 4),
+                                  std::string("U\1\0\2", 4),
+                                  std::string(1024, 'T'),
+                                  std::string(1100, 'T')};
+    for (int round = 0; round < 5; ++round) {
+        for (const std::string& hello : hellos) {
+            const raw_peer peer(on, SERVICE);
+            ASSERT_TRUE(peer.send(hello.data(), hello.size()));
+            ASSERT_TRUE(peer.is_closed()) << hello.size();
+        }
+    }
+    EXPECT_EQ(service.counter(TARN_CLOSED_BAD_HELLO), 5 * std::size(hellos));
+    EXPECT_THAT(console.lines(), AllOf(Ge(5), Le(10))) << "five a second: a flood must not fill the console";
+}
+
+TEST_F(Hostile, AnAddressOfSomebodyElseClosesTheConnection)
+{
+    const raw_peer spoofer(on, SERVICE, CONTROLLER);
+    spoofer.send(record(SERVICE, message(0, 1)));
+    EXPECT_TRUE(spoofer.is_closed());
+    EXPECT_EQ(service.counter(TARN_CLOSED_NOT_ALLOWED), 1u);
+    EXPECT_THAT(console.text(), HasSubstr("of 0x0306"));
+    const raw_peer unnamed(on, SERVICE, STRANGER);
+    unnamed.send(record(SERVICE, message(0, 1)));
+    EXPECT_EQ(service.take().peer_host, STRANGER) << "open to whoever may enter the directory";
+}
+
+TEST_F(Hostile, PeersThatLeaveWithoutAWordCostNothing)
+{
+    for (int i = 0; i < 1000; ++i)
+        const raw_peer peer(on, SERVICE);
+    EXPECT_TRUE(soon([this] { return service.counter(TARN_CONNECTS_IN) == 1001; }));
+    EXPECT_EQ(service.counter(TARN_CLOSED_BAD_HELLO), 0u);
+    const int fd = ::dup(STDIN_FILENO);
+    EXPECT_TRUE(soon([fd] { return fd < 100; })) << "descriptors leak";
+    ::close(fd);
+}
+
+}  // namespace
