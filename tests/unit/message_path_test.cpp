@@ -1,0 +1,86 @@
+// What a message costs, and who may run beside it.
+#include <thread>
+
+#include "aircraft.h"
+#include "flight_timer/flight_timer.h"
+#include "heap_count.h"
+
+class MessagePath : public Aircraft {
+protected:
+    MessagePath()
+    {
+        unsetenv("TZ");
+        flight_time_init();
+        service_starts();
+    }
+};
+
+TEST_F(MessagePath, UsesNoHeap)
+{
+    if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
+    app.takes(database({1, 2, 3, 4}, 100'000));
+    app.sends_blocks(2);
+    std::vector<record_t> blocks;
+    for (uint32_t number = 2; number < 12; ++number) {
+        const bytes_t data = part(app.file(), number * 980, (number + 1) * 980);
+        blocks.push_back({0x0200, UPGRADE, 0, 0x09, WANTS_REPLY, 1, bytes_t{0} + u32(number) + u16(980) + data});
+    }
+    const record_t read = {0x0306, UPGRADE, 0x1f, 0x11, WANTS_REPLY, 1, bytes_t{0} + u32(0) + u32(270)};
+    const record_t version = {0x0200, FLIGHT, 0, 0x01, WANTS_REPLY, 1, {}};
+    const record_t database_version = {0x0200, UPGRADE, 0, 0x01, WANTS_REPLY, 1, {}};
+    const record_t push = {0x0306, FLIGHT, 0x03, 0xc1, 0, 1, zeros(164)};
+    const record_t unknown = {0x0200, FLIGHT, 0x55, 0x55, WANTS_REPLY, 1, {}};
+    const std::string timers[] = {"nfz_upgrade_timer", "DBI_TIMER"};
+    bus.remembers = false;
+    const auto heap_calls_of = [&](const auto& action) {
+        const uint64_t before = heap_calls();
+        action();
+        return heap_calls() - before;
+    };
+    size_t next = 0;
+    for (int round = 0; round < 3; ++round) {  // the first makes buffers of the C library ready
+        SCOPED_TRACE(round);
+        const uint64_t allowed = round == 0 ? UINT64_MAX : 0;
+        EXPECT_LE(heap_calls_of([&] { bus.delivers(blocks[next++]); }), allowed) << "data block";
+        EXPECT_LE(heap_calls_of([&] { bus.delivers(read); }), allowed) << "range read, refused";
+        EXPECT_LE(heap_calls_of([&] { bus.delivers(version); }), allowed) << "version query";
+        EXPECT_LE(heap_calls_of([&] { bus.delivers(database_version); }), allowed) << "database version";
+        EXPECT_LE(heap_calls_of([&] { bus.delivers(push); }), allowed) << "bag push";
+        EXPECT_LE(heap_calls_of([&] { bus.delivers(unknown); }), allowed) << "unknown command";
+        for (const std::string& timer : timers)
+            EXPECT_LE(heap_calls_of([&] { clock.ticks(timer); }), allowed) << timer;
+    }
+    bus.remembers = true;
+    EXPECT_EQ(app.sends_block(5), 0) << "the three blocks were taken";
+    EXPECT_EQ(app.sends_data(6, zeros(10)), 0);
+    upgrade_reaches(UPGRADE_STATE_IDLE);
+    bus.remembers = false;
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(heap_calls_of([&] { bus.delivers(read); }), 0u) << "range read, served";
+        EXPECT_EQ(heap_calls_of([&] { clock.ticks(timers[0]); }), 0u) << "announcement and interlock";
+    }
+}
+
+// Both clients' tasks, both timers and a sender at once: for the thread sanitizer.
+TEST_F(MessagePath, TasksAndTimersShareOnlyWords)
+{
+    const record_t push = {0x0306, FLIGHT, 0x03, 0xc1, 0, 1, zeros(164)};
+    const record_t answer = {0x0306, UPGRADE, 0x03, 0xea, IS_REPLY, 1, zeros(8)};
+    std::thread flight_task([&] {
+        for (int i = 0; i < 500; ++i)
+            bus.delivers(push);
+    });
+    std::thread timers([&] {
+        for (int i = 0; i < 200; ++i) {
+            clock.ticks("nfz_upgrade_timer");
+            clock.ticks("DBI_TIMER");
+        }
+    });
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(app.sends_all(), 0);
+        bus.delivers(answer);
+    }
+    flight_task.join();
+    timers.join();
+    EXPECT_EQ(state(), UPGRADE_STATE_SUCCESS);
+}

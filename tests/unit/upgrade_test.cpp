@@ -1,0 +1,389 @@
+// The upgrade's requests, sent over the bus: replies byte by byte, files, states, and whatever a peer can get wrong.
+#include "aircraft.h"
+
+using testing::Contains;
+
+class Upgrade : public Aircraft {
+protected:
+    Upgrade() { service_starts(); }
+
+    // A database lies on the device before the app begins.
+    void device_has(const bytes_t& file)
+    {
+        shell("mount -o remount,rw /tmp/NFZ");
+        write_file(DATABASE, file);
+    }
+    // What every refused end leaves.
+    void expect_ended()
+    {
+        EXPECT_EQ(state(), UPGRADE_STATE_FAIL);
+        EXPECT_THAT(file_bytes(DATABASE), IsEmpty());
+        EXPECT_FALSE(nfz_is_writable());
+        EXPECT_EQ(fc.reads(0, 1), bytes_t{7} + zeros(274));
+        EXPECT_EQ(app.sends_data(0, {}), 0xf5);
+        EXPECT_EQ(app.last_block(), -1) << "the record is reset";
+    }
+    void expect_next_upgrade_works()
+    {
+        app.takes(database({200, 0, 0, 1}));
+        EXPECT_EQ(app.sends_all(), 0);
+        EXPECT_EQ(file_bytes(DATABASE), app.file());
+        EXPECT_EQ(fc.reads(70, 270).size(), 275u);
+    }
+};
+
+TEST_F(Upgrade, WholeUpgradeByteByByte)
+{
+    app.takes(database({1, 2, 3, 4}, 1976));
+    const bytes_t& file = app.file();
+    const auto asks = [&](uint8_t id, const bytes_t& payload) { return app.asks(UPGRADE, 0, id, payload); };
+    const char* const first_packet = "it is first packet, need to check revertable of databse\n";
+    log.texts();
+    EXPECT_EQ(asks(0x07, bytes_t(9, 0xff)), (bytes_t{0, 1, 1}));
+    EXPECT_THAT(log.texts(), ElementsAre("is_app_req_upgrade:1", "set state from 0 to 1\n"));
+    EXPECT_EQ(asks(0x08, bytes_t{0xff} + u32(1976) + bytes_t(8, 0xff)), bytes_t{0} + u16(980) + zeros(68));
+    EXPECT_TRUE(nfz_is_writable());
+    EXPECT_THAT(log.texts("upgrade_set_state"), ElementsAre("set state from 1 to 2\n"));
+    EXPECT_EQ(asks(0x09, bytes_t{9} + u32(0) + u16(980) + part(file, 0, 980)), bytes_t{0} + u32(0));
+    EXPECT_EQ(fc.reads(0, 1), bytes_t{6} + zeros(274));
+    log.texts();
+    // Ends exactly at the digest, and is left to the read-back like all behind it.
+    EXPECT_EQ(asks(0x09, bytes_t{9} + u32(1) + u16(980) + part(file, 980, 1960)), bytes_t{0} + u32(1));
+    EXPECT_EQ(asks(0x09, bytes_t{9} + u32(2) + u16(16) + part(file, 1960, 1976)), bytes_t{0} + u32(2));
+    const char* const unchecked = "not check this packet's data md5\n";
+    EXPECT_THAT(log.texts(),
+                ElementsAre(unchecked, "saved_firmware_size 980, whole firmware size1976", unchecked,
+                            "saved_firmware_size 1960, whole firmware size1976", "set state from 3 to 4\n"));
+    EXPECT_EQ(log.count(first_packet), 1u);
+    EXPECT_EQ(asks(0x0a, bytes_t{9} + md5_of(file)), bytes_t{0});
+    EXPECT_THAT(log.texts("upgrade_set_state"), ElementsAre("set state from 4 to 6\n"));
+    EXPECT_FALSE(nfz_is_writable());
+    EXPECT_EQ(file_bytes(DATABASE), file);
+    EXPECT_EQ(fc.reads(128, 4), bytes_t{0} + u32(128) + part(file, 128, 132));
+}
+
+TEST_F(Upgrade, QueriesAnswerTheSameInEveryState)
+{
+    const bytes_t device_state = {0, 0, 1, 0, 0, 0};
+    for (uint32_t number = UPGRADE_STATE_IDLE; number <= UPGRADE_STATE_SUCCESS; ++number) {
+        upgrade_reaches(static_cast<upgrade_state_t>(number));
+        EXPECT_EQ(app.asks(UPGRADE, 0, 0x0b, {1, 2, 3}), bytes_t{0});
+        EXPECT_EQ(app.asks(UPGRADE, 0, 0x0c, {}), device_state);
+        EXPECT_THAT(log.texts(), Contains("ack_result, ret_code 0, ack_buf_len 6\n"));
+        const bool has_head = file_bytes(DATABASE).size() >= 128;
+        const bytes_t version = has_head ? bytes_t{4, 3, 2, 1} : zeros(4);
+        const bytes_t protocol = {static_cast<uint8_t>(has_head ? 0xa0 : 0)};
+        EXPECT_EQ(app.asks(UPGRADE, 0, 0x01, {7}), bytes_t{0} + protocol + zeros(20) + version + zeros(4)) << number;
+        EXPECT_EQ(state(), number);
+    }
+}
+
+TEST_F(Upgrade, EveryStateTimesEveryRequest)
+{
+    struct step_t {
+        int code;
+        uint32_t next;
+    };
+    const struct {
+        step_t start, data, end;
+        uint8_t read;
+    } table[] = {
+        {{0xf5, 0}, {0xf5, 0}, {0xf5, 5}, 0},  // idle
+        {{0x00, 2}, {0xf5, 1}, {0xf5, 5}, 6},  // entry accepted
+        {{0x00, 2}, {0x00, 3}, {0xf5, 5}, 6},  // start accepted
+        {{0xf5, 3}, {0x00, 3}, {0xf5, 5}, 6},  // receiving
+        {{0xf5, 4}, {0xf5, 4}, {0x00, 6}, 6},  // all received
+        {{0xf5, 5}, {0xf5, 5}, {0xf5, 5}, 7},  // failed
+        {{0xf5, 6}, {0xf5, 6}, {0x00, 6}, 0},  // verified
+    };
+    for (uint32_t number = 0; number < std::size(table); ++number) {
+        SCOPED_TRACE(number);
+        const auto from = static_cast<upgrade_state_t>(number);
+        const auto& [start, data, end, read] = table[number];
+        upgrade_reaches(UPGRADE_STATE_SUCCESS);  // so that a file is there to be read
+        upgrade_reaches(from);
+        EXPECT_EQ(fc.reads(0, 4).at(0), read);
+        for (const uint8_t id : bytes_t{0x07, 0x08, 0x09}) {  // malformed comes before everything else
+            EXPECT_EQ(app.asks(UPGRADE, 0, id, zeros(4)).at(0), 0x02) << int{id};
+            EXPECT_EQ(state(), from);
+        }
+        EXPECT_EQ(app.sends_start(), start.code);
+        EXPECT_EQ(state(), start.next);
+        upgrade_reaches(from);
+        EXPECT_EQ(app.sends_block(from == UPGRADE_STATE_DATA ? 1 : 0), data.code);
+        EXPECT_EQ(state(), data.next);
+        upgrade_reaches(from);
+        EXPECT_EQ(app.sends_end(), end.code);
+        EXPECT_EQ(state(), end.next);
+        if (end.code != 0) expect_ended();
+        upgrade_reaches(from);
+        const bytes_t file = file_bytes(DATABASE);
+        EXPECT_EQ(app.sends_entry(), 0);
+        EXPECT_EQ(state(), UPGRADE_STATE_INIT);
+        EXPECT_EQ(file_bytes(DATABASE), file) << "entry leaves the file alone";
+        upgrade_reaches(from);
+        EXPECT_EQ(app.sends_end(zeros(15)), 0x02) << "16 bytes in all";
+        expect_ended();
+    }
+    expect_next_upgrade_works();
+}
+
+TEST_F(Upgrade, OnlyTheWholeSuccessorOfTheLastBlockIsTaken)
+{
+    app.takes(database({1, 2, 3, 4}, 3000));
+    app.sends_blocks(0);
+    const auto refused = [&](int32_t number, int32_t last) {
+        const bytes_t before = file_bytes(DATABASE);
+        EXPECT_EQ(app.sends_data(number, zeros(100)), 0xf0) << number;
+        EXPECT_EQ(app.last_block(), last);
+        EXPECT_EQ(file_bytes(DATABASE), before);
+    };
+    for (const int32_t number : {-1, 1, 2, INT32_MIN, INT32_MAX})
+        refused(number, -1);
+    EXPECT_EQ(app.sends_block(0), 0);
+    EXPECT_EQ(app.sends_block(1), 0);
+    for (const int32_t number : {-1, 0, 1, 3, INT32_MIN, INT32_MAX})
+        refused(number, 1);
+    for (const uint32_t wrong : {0u, 199u, 201u, 65535u, 207u})
+        EXPECT_EQ(app.asks(UPGRADE, 0, 0x09, bytes_t{0} + u32(2) + u16(wrong) + zeros(200)), bytes_t{0x02} + u32(1));
+    for (size_t length = 0; length < 7; ++length)  // no block size, whatever a 16-bit subtraction would make of it
+        EXPECT_EQ(app.asks(UPGRADE, 0, 0x09, bytes_t(length, 0xff)), bytes_t{0x02} + u32(1)) << length;
+    EXPECT_EQ(app.sends_data(2, {}), 0) << "an empty block is a block";
+    EXPECT_EQ(app.sends_data(3, part(app.file(), 1960, 2961)), 0) << "the largest that a record holds";
+    EXPECT_EQ(app.sends_data(4, part(app.file(), 2961, 3000) + zeros(500)), 0);
+    EXPECT_EQ(log.count("packet_data_len:539, after modify, need_to_saved_data_len:39\n"), 1u);
+    EXPECT_EQ(state(), UPGRADE_STATE_END);
+    EXPECT_EQ(file_bytes(DATABASE), app.file());
+    EXPECT_EQ(app.sends_end(), 0);
+}
+
+TEST_F(Upgrade, FirstBlockMustHoldTheHead)
+{
+    const bytes_t old = database({0, 0, 0, 9});
+    const struct {
+        size_t size;
+        int code;
+        upgrade_state_t next;
+    } cases[] = {{0, 0xdc, UPGRADE_STATE_IDLE},
+                 {63, 0xdc, UPGRADE_STATE_IDLE},
+                 {64, 0xdd, UPGRADE_STATE_IDLE},
+                 {79, 0xdd, UPGRADE_STATE_IDLE},
+                 {80, 0, UPGRADE_STATE_DATA}};
+    app.takes(database({0, 0, 0, 0x0a00'0000}));  // all of its version is in byte 79; bytes that did not come are zero
+    for (const auto& [size, code, next] : cases) {
+        device_has(old);
+        app.sends_blocks(0);
+        EXPECT_EQ(app.sends_block(0, size), code) << size;
+        EXPECT_EQ(state(), next) << size;
+        EXPECT_EQ(app.last_block(), code == 0 ? 0 : -1);
+        if (code == 0) continue;
+        EXPECT_EQ(app.sends_block(0), 0xf5) << "until a new entry and start";
+        EXPECT_EQ(fc.reads(64, 16), bytes_t{0} + u32(64) + part(old, 64, 80));
+    }
+}
+
+TEST_F(Upgrade, OlderDatabaseIsRefusedUnlessTheMarkerAllowsIt)
+{
+    const char* const latest = "the version of data base is latest, not need update\n";
+    const char* const old = "the version of data base is old, need update\n";
+    const uint32_t max = 0xffffffff;
+    const struct {
+        version_numbers_t stored, received;
+        const char* text;
+    } cases[] = {{{1, 2, 3, 4}, {1, 2, 3, 4}, "the version of data base is same, can update\n"},
+                 {{1, 2, 3, 4}, {1, 2, 3, 5}, old},
+                 {{1, 2, 3, 4}, {1, 2, 3, 3}, latest},
+                 {{1, 2, 3, 4}, {1, 2, 4, 0}, old},
+                 {{1, 2, 3, 4}, {1, 2, 2, max}, latest},
+                 {{1, 2, 3, 4}, {1, 3, 0, 0}, old},
+                 {{1, 2, 3, 4}, {1, 1, max, max}, latest},
+                 {{1, 2, 3, 4}, {2, 0, 0, 0}, old},
+                 {{max, 0, 0, 0}, {1, max, max, max}, latest}};
+    const std::string not_there = std::string("file:") + ROLLBACK_MARKER +
+                                  " is not existed, need check version to decide update the nfz database or not\n";
+    const std::string there =
+        std::string("file:") + ROLLBACK_MARKER + " is existed, can rollback the nfz database, do not check version\n";
+    const auto numbers = [](const char* whose, const version_numbers_t& v) {
+        char text[128];
+        std::snprintf(text, sizeof text, "%s version:[%d.%d.%d.%d]\n", whose, static_cast<int>(v[0]),
+                      static_cast<int>(v[1]), static_cast<int>(v[2]), static_cast<int>(v[3]));
+        return std::string(text);
+    };
+    const auto texts_of_first_block = [&](const bytes_t& stored, const version_numbers_t& received, int code) {
+        device_has(stored);
+        app.takes(database(received));
+        app.sends_blocks(0);
+        log.texts();
+        EXPECT_EQ(app.sends_block(0), code);
+        EXPECT_EQ(state(), code == 0 ? UPGRADE_STATE_DATA : UPGRADE_STATE_IDLE);
+        EXPECT_EQ(file_bytes(DATABASE) == stored, code != 0);
+        return log.texts("check_version_need_update");
+    };
+    for (const auto& [stored, received, text] : cases)
+        EXPECT_THAT(texts_of_first_block(database(stored), received, text == latest ? 0xdd : 0),
+                    ElementsAre(not_there, numbers("read    ", stored), numbers("received", received), text));
+    EXPECT_THAT(texts_of_first_block(bytes_t(127, 0xff), {0, 0, 0, 1}, 0),
+                ElementsAre(not_there, "cannot read head from database, need update\n"));
+    write_file(ROLLBACK_MARKER, {});
+    EXPECT_THAT(texts_of_first_block(database({9, 0, 0, 0}), {0, 0, 0, 1}, 0), ElementsAre(there));
+}
+
+TEST_F(Upgrade, WrongDigestsEndIt)
+{
+    bytes_t bent = database({1, 2, 3, 4});
+    bent[500] ^= 0x10;
+    const bytes_t good = database({1, 2, 3, 4});
+    const struct {
+        const bytes_t& sent;
+        bytes_t md5;
+        int code;
+    } cases[] = {
+        {good, zeros(16), 0xde}, {bent, md5_of(good), 0xde}, {bent, md5_of(bent), 0xdf}, {good, md5_of(good), 0}};
+    for (const auto& [sent, md5, code] : cases) {
+        app.takes(sent);
+        app.sends_blocks(4);
+        EXPECT_EQ(app.sends_end(md5), code);
+        if (code != 0) expect_ended();
+    }
+    bytes_t last_bit = md5_of(good);
+    last_bit[15] ^= 0x01;
+    EXPECT_EQ(app.sends_end(last_bit), 0xde) << "after the success, too";
+    expect_ended();
+    expect_next_upgrade_works();
+}
+
+// What is read back at the end is what the disk has, whoever wrote it: the last block's content and the digest.
+TEST_F(Upgrade, DiskThatChangedTheTailIsFound)
+{
+    const bytes_t& file = app.file();
+    bytes_t wrong = file;
+    wrong[wrong.size() - 16] ^= 1;
+    const struct {
+        int32_t blocks;  // sent before the disk changes
+        bytes_t disk;
+        const char* text;
+    } cases[] = {{3, part(file, 0, 2940) + bytes_t{0}, ""},  // one surplus byte
+                 {3, {}, "!!!!!get data md5 fail\n"},
+                 {4, wrong, ""},
+                 {4, part(file, 0, 2999), "!!!!!read md5 code from file fail\n"}};
+    for (const auto& [blocks, disk, text] : cases) {
+        app.sends_blocks(blocks);
+        write_file(DATABASE, disk);
+        for (int32_t number = blocks; number < 4; ++number)
+            EXPECT_EQ(app.sends_block(number), 0);
+        log.texts();
+        EXPECT_EQ(app.sends_end(), 0xdf);
+        EXPECT_THAT(log.texts(), Contains(HasSubstr(text)));
+        expect_ended();
+    }
+}
+
+// The digests must come out right wherever blocks begin and end, above all around the last 16 bytes.
+TEST_F(Upgrade, AnyBlockSizeGivesTheSameDigests)
+{
+    for (const size_t size : {200u, 201u, 208u, 215u, 216u, 217u}) {
+        for (const size_t block_size : {64u, 80u, 100u, 184u, 199u, 203u}) {
+            app.takes(database({0, 0, 0, 0}, size));
+            app.sends_blocks(0);
+            for (int32_t number = 0; state() != UPGRADE_STATE_END; ++number)
+                ASSERT_EQ(app.sends_block(number, block_size), 0);
+            ASSERT_EQ(app.sends_end(), 0) << size << " in blocks of " << block_size;
+            ASSERT_EQ(file_bytes(DATABASE), app.file());
+        }
+    }
+}
+
+TEST_F(Upgrade, HostileSizes)
+{
+    for (const uint32_t size : {0u, 1u, 16u}) {
+        for (const bool right : {true, false}) {
+            app.sends_entry();
+            app.sends_start(77);
+            app.sends_start(size);  // the last one counts
+            EXPECT_EQ(app.sends_data(0, zeros(80)), 0);
+            EXPECT_EQ(state(), UPGRADE_STATE_END) << size;
+            EXPECT_EQ(file_bytes(DATABASE).size(), size);
+            log.texts();
+            EXPECT_EQ(app.sends_end(right ? md5_of(zeros(size)) : bytes_t(16, 0xab)), right ? 0xdf : 0xde) << size;
+            char text[80];
+            std::snprintf(text, sizeof text, "the size of firmware is too short, firmware size 0x%x\n", size);
+            EXPECT_THAT(log.texts(), Contains(text).Times(right ? 1 : 0)) << "the first test comes first";
+            expect_ended();
+        }
+    }
+    app.takes(with_digest(zeros(17)));  // the smallest that can verify
+    app.sends_blocks(0);
+    EXPECT_EQ(app.sends_data(0, app.file() + zeros(63)), 0);
+    EXPECT_EQ(app.sends_end(), 0);
+    app.takes(database({1, 2, 3, 4}));
+    for (const uint32_t size : {3001u, 0x7fffffffu, 0xffffffffu}) {
+        app.sends_entry();
+        app.sends_start(size);
+        for (int32_t number = 0; number < 4; ++number)
+            EXPECT_EQ(app.sends_block(number), 0);
+        EXPECT_EQ(app.sends_end(), 0xf5) << size;
+        expect_ended();
+    }
+    expect_next_upgrade_works();
+}
+
+// Every handler, every length, in the middle of an upgrade: the reply has its length, and what can go on goes on.
+TEST_F(Upgrade, PayloadsOfEveryLengthGetADefinedAnswer)
+{
+    const struct {
+        uint16_t to;
+        uint8_t set, id;
+        size_t reply;
+        int code;     // of the refusal; -1 where nothing is refused
+        size_t good;  // the one length that is no refusal, if any
+    } handlers[] = {{FLIGHT, 0, 0x01, 61, -1, 2000}, {FLIGHT, 3, 0xc1, 0, -1, 2000},  {UPGRADE, 0, 0x01, 30, -1, 2000},
+                    {UPGRADE, 0, 0x07, 3, 2, 9},     {UPGRADE, 0, 0x08, 71, 2, 13},   {UPGRADE, 0, 0x09, 5, 2, 2000},
+                    {UPGRADE, 0, 0x0b, 1, -1, 2000}, {UPGRADE, 0, 0x0c, 6, -1, 2000}, {UPGRADE, 0x1f, 0x11, 275, 2, 9},
+                    {UPGRADE, 3, 0xea, 0, -1, 2000}};
+    app.sends_blocks(1);
+    const bytes_t file = file_bytes(DATABASE);
+    for (size_t length = 0; length <= 1008; ++length) {
+        for (const auto& [to, set, id, reply, code, good] : handlers) {
+            if (length == good) continue;
+            const bytes_t answer = app.asks(to, set, id, bytes_t(length, 0xa5));
+            ASSERT_EQ(answer.size(), reply) << int{set} << " " << int{id} << " " << length;
+            ASSERT_TRUE(code == -1 || answer[0] == code) << int{set} << " " << int{id} << " " << length;
+        }
+        ASSERT_TRUE(state() == UPGRADE_STATE_DATA && file_bytes(DATABASE) == file) << length;
+    }
+    for (int32_t number = 1; number < 4; ++number)
+        EXPECT_EQ(app.sends_block(number), 0);
+    EXPECT_EQ(app.sends_end(), 0);
+    for (size_t length = 0; length <= 1008; length += length < 24 ? 1 : 41) {
+        ASSERT_EQ(app.asks(UPGRADE, 0, 0x0a, bytes_t(length, 0xa5)), bytes_t{uint8_t(length == 17 ? 0xf5 : 0x02)});
+        ASSERT_EQ(state(), UPGRADE_STATE_FAIL);
+    }
+    expect_next_upgrade_works();
+}
+
+TEST_F(Upgrade, InstalledVersionIsAnnouncedWheneverNoneRuns)
+{
+    const auto announced_after = [&](std::chrono::milliseconds time) {
+        sent();
+        clock.passes(time);
+        std::vector<bytes_t> payloads;
+        for (const record_t& record : sent()) {
+            if (record.id != 0xce) continue;
+            EXPECT_EQ(record, (record_t{UPGRADE, 0x0200, 0x03, 0xce, 0x0140, record.seq, record.payload}));
+            payloads.push_back(record.payload);
+        }
+        return payloads;
+    };
+    const auto push = [](const bytes_t& version) { return version + zeros(4) + u32(1) + zeros(16); };
+    EXPECT_THAT(announced_after(499ms), IsEmpty());
+    EXPECT_THAT(announced_after(1ms), ElementsAre(push(zeros(4))));
+    for (const auto running : {UPGRADE_STATE_INIT, UPGRADE_STATE_START, UPGRADE_STATE_DATA, UPGRADE_STATE_END}) {
+        upgrade_reaches(running);
+        EXPECT_THAT(announced_after(1s), IsEmpty());
+    }
+    app.takes(database({0x101, 2, 3, 0xfff0}));
+    upgrade_reaches(UPGRADE_STATE_SUCCESS);
+    EXPECT_THAT(announced_after(1s), ElementsAre(push({0xf0, 3, 2, 1}), push({0xf0, 3, 2, 1})));
+    upgrade_reaches(UPGRADE_STATE_FAIL);
+    EXPECT_THAT(announced_after(500ms), ElementsAre(push(zeros(4))));
+}
