@@ -82,7 +82,8 @@ TEST_F(FlightData, PushFillsTheRecord)
     EXPECT_EQ(db.app_unix_timestamp, 0xfedcba98u);
     EXPECT_EQ(db.app_gps_valid, 1) << "bit 0 alone";
     EXPECT_EQ(db.display_mode, 41);
-    EXPECT_EQ(std::memcmp(get_db_bag1(), bag.data() + 1, 163), 0);
+    const auto* image = reinterpret_cast<const uint8_t*>(get_db_bag1());
+    EXPECT_EQ(bytes_t(image, image + 163), bytes_t(bag.begin() + 1, bag.end()));
     fc.pushes(bag.with(77, uint8_t{0xfe}).with(0, std::nan("")));
     EXPECT_EQ(db.app_gps_valid, 0);
     EXPECT_TRUE(std::isnan(db.drone_gps[0])) << "values pass unjudged";

@@ -22,7 +22,7 @@ TEST_F(MessagePath, UsesNoHeap)
     app.sends_blocks(2);
     std::vector<record_t> blocks;
     for (uint32_t number = 2; number < 12; ++number) {
-        const bytes_t data = part(app.file(), number * 980, (number + 1) * 980);
+        const bytes_t data = part(app.file(), size_t{number} * 980, size_t{number + 1} * 980);
         blocks.push_back({0x0200, UPGRADE, 0, 0x09, WANTS_REPLY, 1, bytes_t{0} + u32(number) + u16(980) + data});
     }
     const record_t read = {0x0306, UPGRADE, 0x1f, 0x11, WANTS_REPLY, 1, bytes_t{0} + u32(0) + u32(270)};

@@ -113,7 +113,12 @@ TEST_F(Motor, TimerDoesItsThreeJobsInOrder)
     };
     upgrade_reaches(UPGRADE_STATE_INIT);
     clock.jumps(20'001ms);
+    bus.results.send = -111;  // so that the log tells when the interlock's turn was
+    log.texts();
     EXPECT_THAT(ticked(), ElementsAre(0xea, 0xec));
+    const std::vector<std::string> texts = log.texts();
+    EXPECT_THAT(texts.front(), HasSubstr("too long time"));
+    EXPECT_THAT(texts.back(), HasSubstr("set:0x03|id:0xec"));
     EXPECT_EQ(state(), UPGRADE_STATE_FAIL);
     EXPECT_THAT(ticked(), ElementsAre(0xce, 0xea, 0xec));
 }

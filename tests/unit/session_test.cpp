@@ -6,6 +6,7 @@
 #include "aircraft.h"
 #include "flight_timer/flight_timer.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_data_file.h"
+#include "nfz_data_upgrade/upgrade_module/src/upgrade_digest.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_remount.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_supervisor.h"
 
@@ -56,6 +57,9 @@ TEST_F(Session, LastPacketIsCutToWhatIsMissing)
         EXPECT_EQ(log.texts().size(), cut == len ? 0u : 1u);
     }
     EXPECT_EQ(log.count("packet_data_len:30, after modify, need_to_saved_data_len:10\n"), 1u);
+    upgrade_md5_init(&session);
+    upgrade_md5_update(&session, zeros(15).data(), 15);  // the sum of sizes must not wrap either
+    EXPECT_EQ(session.data_md5_has_checked_data_len, 0u);
 }
 
 TEST_F(Session, DirectoryIsMadeIfItIsMissing)
@@ -193,12 +197,12 @@ TEST_F(Supervisor, SilenceFailsEachRunningStateAndNoOther)
 TEST_F(Supervisor, EntryStartAndDataRestartTheTwentySeconds)
 {
     const struct {
-        uint8_t set, id;
         size_t length;
+        uint8_t set, id;
         bool restarts;
-    } requests[] = {{0, 0x07, 1, true},     {0, 0x08, 1, true},     {0, 0x01, 0, false}, {0, 0x0b, 0, false},
-                    {0x1f, 0x11, 9, false}, {0x03, 0xea, 8, false}, {0, 0x0c, 0, false}, {0, 0x09, 0, true}};
-    for (const auto& [set, id, length, restarts] : requests) {
+    } requests[] = {{1, 0, 0x07, true},     {1, 0, 0x08, true},     {0, 0, 0x01, false}, {0, 0, 0x0b, false},
+                    {9, 0x1f, 0x11, false}, {8, 0x03, 0xea, false}, {0, 0, 0x0c, false}, {0, 0, 0x09, true}};
+    for (const auto& [length, set, id, restarts] : requests) {
         if (id == 0x09) clock.jumps(std::chrono::milliseconds(0xffffffffull - 20'000 - flight_get_boot_time_ms()));
         upgrade_reaches(UPGRADE_STATE_DATA);
         clock.jumps(15s);

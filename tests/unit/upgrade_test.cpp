@@ -1,5 +1,6 @@
 // The upgrade's requests, sent over the bus: replies byte by byte, files, states, and whatever a peer can get wrong.
 #include "aircraft.h"
+#include "nfz_data_upgrade/upgrade_module/src/upgrade_version.h"
 
 using testing::Contains;
 
@@ -170,6 +171,10 @@ TEST_F(Upgrade, FirstBlockMustHoldTheHead)
                  {79, 0xdd, UPGRADE_STATE_IDLE},
                  {80, 0, UPGRADE_STATE_DATA}};
     app.takes(database({0, 0, 0, 0x0a00'0000}));  // all of its version is in byte 79; bytes that did not come are zero
+    device_has(old);
+    for (const size_t size : {64u, 79u})
+        EXPECT_FALSE(check_version_need_update(app.file().data(), size))
+            << "bytes behind the block are not its version";
     for (const auto& [size, code, next] : cases) {
         device_has(old);
         app.sends_blocks(0);
@@ -333,17 +338,17 @@ TEST_F(Upgrade, PayloadsOfEveryLengthGetADefinedAnswer)
     const struct {
         uint16_t to;
         uint8_t set, id;
+        int code;  // of the refusal; -1 where nothing is refused
         size_t reply;
-        int code;     // of the refusal; -1 where nothing is refused
-        size_t good;  // the one length that is no refusal, if any
-    } handlers[] = {{FLIGHT, 0, 0x01, 61, -1, 2000}, {FLIGHT, 3, 0xc1, 0, -1, 2000},  {UPGRADE, 0, 0x01, 30, -1, 2000},
-                    {UPGRADE, 0, 0x07, 3, 2, 9},     {UPGRADE, 0, 0x08, 71, 2, 13},   {UPGRADE, 0, 0x09, 5, 2, 2000},
-                    {UPGRADE, 0, 0x0b, 1, -1, 2000}, {UPGRADE, 0, 0x0c, 6, -1, 2000}, {UPGRADE, 0x1f, 0x11, 275, 2, 9},
-                    {UPGRADE, 3, 0xea, 0, -1, 2000}};
+        size_t good = 2000;  // the one length that is no refusal, if there is one
+    } handlers[] = {{FLIGHT, 0, 0x01, -1, 61},   {FLIGHT, 3, 0xc1, -1, 0},      {UPGRADE, 0, 0x01, -1, 30},
+                    {UPGRADE, 0, 0x07, 2, 3, 9}, {UPGRADE, 0, 0x08, 2, 71, 13}, {UPGRADE, 0, 0x09, 2, 5},
+                    {UPGRADE, 0, 0x0b, -1, 1},   {UPGRADE, 0, 0x0c, -1, 6},     {UPGRADE, 0x1f, 0x11, 2, 275, 9},
+                    {UPGRADE, 3, 0xea, -1, 0}};
     app.sends_blocks(1);
     const bytes_t file = file_bytes(DATABASE);
     for (size_t length = 0; length <= 1008; ++length) {
-        for (const auto& [to, set, id, reply, code, good] : handlers) {
+        for (const auto& [to, set, id, code, reply, good] : handlers) {
             if (length == good) continue;
             const bytes_t answer = app.asks(to, set, id, bytes_t(length, 0xa5));
             ASSERT_EQ(answer.size(), reply) << int{set} << " " << int{id} << " " << length;
