@@ -21,6 +21,10 @@ public:
         return *this;
     }
 
+    // Stores `value` if the word still is `seen`. False, with the word as it was, when somebody else wrote it
+    // meanwhile.
+    bool replace(T seen, T value) { return value_.compare_exchange_strong(seen, value, std::memory_order_acq_rel); }
+
 private:
     static_assert(std::atomic<T>::is_always_lock_free);
     std::atomic<T> value_{};

@@ -7,6 +7,7 @@
 #include <kest_osal.h>
 #include <kest_sketch.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <map>
@@ -45,7 +46,7 @@ public:
 private:
     timer_t* next_due(uint64_t until_us) const;
 
-    uint64_t now_us_ = 0;
+    std::atomic<uint64_t> now_us_ = 0;  // a handler may be busy on another thread while the test moves time
 };
 
 // What stands behind an event client's handle.

@@ -17,18 +17,38 @@ static void redirect(const std::string& path, int descriptor)
     ::close(file);
 }
 
+template <typename Fn>
+void Service::launch(Fn redirect_output)
+{
+    pid_ = fork();
+    if (pid_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    redirect_output();
+    if (chdir("/") == 0) execl(VELA_FLIGHT, VELA_FLIGHT, nullptr);
+    _exit(127);
+}
+
 void Service::start()
 {
     static int started = 0;  // each run has files of its own
     output_ = "/tmp/service." + std::to_string(++started) + ".out";
     log_ = "/tmp/service." + std::to_string(started) + ".log";
-    pid_ = fork();
-    if (pid_ != 0) return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    redirect(output_, STDOUT_FILENO);
-    redirect(log_, STDERR_FILENO);
-    if (chdir("/") == 0) execl(VELA_FLIGHT, VELA_FLIGHT, nullptr);
-    _exit(127);
+    launch([this] {
+        redirect(output_, STDOUT_FILENO);
+        redirect(log_, STDERR_FILENO);
+    });
+}
+
+void Service::start_unread()
+{
+    launch([] {
+        int ends[2];
+        if (pipe(ends) != 0) _exit(127);
+        dup2(ends[1], STDOUT_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        ::close(ends[0]);
+        ::close(ends[1]);
+    });
 }
 
 void Service::kill()

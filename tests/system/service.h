@@ -16,6 +16,9 @@ public:
     // Starts it with its output in files; standard output is a file, not a terminal.
     void start();
 
+    // The same, but nobody reads what it prints and logs: both go into a pipe whose reader is gone.
+    void start_unread();
+
     // SIGKILL, and waits until it is gone.
     void kill();
 
@@ -30,6 +33,9 @@ public:
     size_t descriptors() const;
 
 private:
+    template <typename Fn>
+    void launch(Fn redirect_output);
+
     pid_t pid_ = -1;
     std::string output_;
     std::string log_;

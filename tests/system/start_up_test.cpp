@@ -60,6 +60,20 @@ TEST_F(StartUp, CountersOnSigusr1)
     EXPECT_TRUE(service.runs());
 }
 
+// The supervisor that reads the output dies: lines are lost. It used to take the service along.
+TEST_F(StartUp, ReaderOfTheOutputMayGoAway)
+{
+    service.start_unread();
+    Hand hand;
+    ASSERT_TRUE(within(10s, [&] { return hand.ask(HOST_FLIGHT_SERVICE, 0, ID_GET_VERSION, {}, 1s).size() == 61; }));
+    // A refused range says so on standard output.
+    EXPECT_TRUE(within(10s, [&] {
+        const bytes_t answer = hand.reads(0, 271);
+        return !answer.empty() && answer[0] == PROFILE_RET_TOO_LONG;
+    }));
+    EXPECT_TRUE(service.runs());
+}
+
 class Silence : public Stage {
 protected:
     Silence() : Stage(20) {}

@@ -43,13 +43,25 @@ TEST_F(Session, RecordIsClearedLoudlyAtStartAndSilentlyLater)
     }
 }
 
+// A handler that was overtaken by the silence supervisor used to write its own next state over FAIL.
+TEST_F(Session, HandlerAdvancesOnlyFromTheStateItSaw)
+{
+    upgrade_set_state(&session, UPGRADE_STATE_FAIL);
+    log.texts();
+    EXPECT_FALSE(upgrade_advance_state(&session, UPGRADE_STATE_END, UPGRADE_STATE_SUCCESS));
+    EXPECT_EQ(upgrade_get_state(&session), UPGRADE_STATE_FAIL);
+    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_TRUE(upgrade_advance_state(&session, UPGRADE_STATE_FAIL, UPGRADE_STATE_INIT));
+    EXPECT_THAT(log.texts(), ElementsAre("set state from 5 to 1\n"));
+}
+
 TEST_F(Session, LastPacketIsCutToWhatIsMissing)
 {
     const struct {
         uint32_t size, saved;
         uint16_t len, cut;
-    } cases[] = {
-        {100, 90, 30, 10}, {100, 90, 10, 10}, {100, 100, 30, 0}, {0, 0, 30, 0}, {0xffffffff, 0xfffffff0, 30, 15}};
+    } cases[] = {{100, 90, 30, 10}, {100, 90, 10, 10}, {100, 100, 30, 0},
+                 {0, 0, 30, 0},     {0, 5000, 980, 0}, {0xffffffff, 0xfffffff0, 30, 15}};
     for (const auto& [size, saved, len, cut] : cases) {
         upgrade_set_firmware_size(&session, size);
         session.saved_firmware_size_ = saved;

@@ -1,4 +1,6 @@
 // The upgrade's requests, sent over the bus: replies byte by byte, files, states, and whatever a peer can get wrong.
+#include <thread>
+
 #include "aircraft.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_version.h"
 
@@ -363,6 +365,29 @@ TEST_F(Upgrade, PayloadsOfEveryLengthGetADefinedAnswer)
         ASSERT_EQ(app.asks(UPGRADE, 0, 0x0a, bytes_t(length, 0xa5)), bytes_t{uint8_t(length == 17 ? 0xf5 : 0x02)});
         ASSERT_EQ(state(), UPGRADE_STATE_FAIL);
     }
+    expect_next_upgrade_works();
+}
+
+// The first block waits for its mount command while the session times out: the block used to be answered with success
+// and to take the session to DATA again.
+TEST_F(Upgrade, TimeOutUnderABlockWins)
+{
+    EXPECT_EQ(app.sends_entry(), 0);
+    EXPECT_EQ(app.sends_start(), 0);
+    stand_in_mount(
+        "if [ ! -e /tmp/waits ]; then : >/tmp/waits; while [ ! -e /tmp/go ]; do /bin/sleep 0.01; done; fi\n"
+        "exec /bin/mount \"$@\"");
+    int code = -1;
+    std::thread block([&] { code = app.sends_block(0); });
+    while (!exists("/tmp/waits"))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    clock.jumps(std::chrono::milliseconds(20001));
+    clock.ticks("nfz_upgrade_timer");
+    write_file("/tmp/go", {});
+    block.join();
+    EXPECT_EQ(code, 0xf5);
+    EXPECT_EQ(state(), UPGRADE_STATE_FAIL);
+    EXPECT_THAT(file_bytes(DATABASE), IsEmpty());
     expect_next_upgrade_works();
 }
 

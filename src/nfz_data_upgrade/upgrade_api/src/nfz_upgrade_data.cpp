@@ -26,22 +26,20 @@ static bool take_block(const flight_v1_pack_t* pack, data_block_t* block)
 }
 
 // The first block decides whether the old database is given up. It is the first one as long as no byte is saved.
-static uint8_t accept_first_block(upgrade_desc_t* desc, const data_block_t& block)
+static uint8_t accept_first_block(upgrade_desc_t* desc, upgrade_state_t seen, const data_block_t& block)
 {
     nfz_upgrade_log("nfz_upgrade_data", "it is first packet, need to check revertable of databse\n");
-    uint8_t refusal = UPGRADE_RET_OK;
+    upgrade_ret_code_t refusal = UPGRADE_RET_OK;
     if (block.size < NFZ_MIN_FIRST_BLOCK) {
         refusal = UPGRADE_RET_FIRST_SHORT;
     } else if (!check_version_need_update(block.data, block.size)) {
         refusal = UPGRADE_RET_NOT_NEWER;
     }
     if (refusal != UPGRADE_RET_OK) {
-        upgrade_set_state(desc, UPGRADE_STATE_IDLE);
-        return refusal;
+        return upgrade_advance_state(desc, seen, UPGRADE_STATE_IDLE) ? refusal : UPGRADE_RET_STATE;
     }
     upgrade_delete_data();
-    upgrade_set_state(desc, UPGRADE_STATE_DATA);
-    return UPGRADE_RET_OK;
+    return upgrade_advance_state(desc, seen, UPGRADE_STATE_DATA) ? UPGRADE_RET_OK : UPGRADE_RET_STATE;
 }
 
 static uint8_t save_block(upgrade_desc_t* desc, const data_block_t& block)
@@ -59,20 +57,19 @@ static uint8_t receive_block(upgrade_desc_t* desc, const flight_v1_pack_t* pack)
 {
     data_block_t block;
     if (!take_block(pack, &block)) return UPGRADE_RET_LENGTH;
-    if (!upgrade_state_is(desc, UPGRADE_STATE_START) && !upgrade_state_is(desc, UPGRADE_STATE_DATA)) {
-        return UPGRADE_RET_STATE;
-    }
+    upgrade_state_t seen = upgrade_get_state(desc);
+    if (seen != UPGRADE_STATE_START && seen != UPGRADE_STATE_DATA) return UPGRADE_RET_STATE;
     if (block.number != int64_t{upgrade_get_last_package_index(desc)} + 1) return UPGRADE_RET_BLOCK_NUMBER;
     if (desc->saved_firmware_size_ == 0) {
-        const uint8_t refusal = accept_first_block(desc, block);
+        const uint8_t refusal = accept_first_block(desc, seen, block);
         if (refusal != UPGRADE_RET_OK) return refusal;
+        seen = UPGRADE_STATE_DATA;
     }
     const uint8_t code = save_block(desc, block);
-    if (code == UPGRADE_RET_OK && upgrade_firmware_is_complete(desc)) {
-        upgrade_set_state(desc, UPGRADE_STATE_END);
-        upgrade_md5_final(desc);
-    }
-    return code;
+    if (code != UPGRADE_RET_OK || !upgrade_firmware_is_complete(desc)) return code;
+    if (!upgrade_advance_state(desc, seen, UPGRADE_STATE_END)) return UPGRADE_RET_STATE;
+    upgrade_md5_final(desc);
+    return UPGRADE_RET_OK;
 }
 
 size_t nfz_upgrade_data(flight_v1_pack_t* pack, char* ack_buf, size_t ack_buf_len)

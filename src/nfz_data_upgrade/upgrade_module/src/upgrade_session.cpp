@@ -77,11 +77,22 @@ bool upgrade_firmware_is_complete(const upgrade_desc_t* desc)
     return desc->saved_firmware_size_ == desc->firmware_size_;
 }
 
+static void log_state_change(upgrade_state_t from, upgrade_state_t to)
+{
+    nfz_upgrade_log("upgrade_set_state", "set state from %d to %d\n", static_cast<int>(from), static_cast<int>(to));
+}
+
 void upgrade_set_state(upgrade_desc_t* desc, upgrade_state_t state)
 {
-    nfz_upgrade_log("upgrade_set_state", "set state from %d to %d\n", static_cast<int>(upgrade_get_state(desc)),
-                    static_cast<int>(state));
+    log_state_change(upgrade_get_state(desc), state);
     desc->upgrade_state_ = state;
+}
+
+bool upgrade_advance_state(upgrade_desc_t* desc, upgrade_state_t seen, upgrade_state_t state)
+{
+    if (!desc->upgrade_state_.replace(seen, state)) return false;
+    log_state_change(seen, state);
+    return true;
 }
 
 upgrade_state_t upgrade_get_state(const upgrade_desc_t* desc)

@@ -65,6 +65,10 @@ bool upgrade_firmware_is_complete(const upgrade_desc_t* desc);
 
 // Logs the change and stores it.
 void upgrade_set_state(upgrade_desc_t* desc, upgrade_state_t state);
+
+// The handlers' way to the next state: only from the one they saw when the request came. False, and nothing logged,
+// when the silence supervisor gave the session up meanwhile; its FAIL must not be overwritten.
+bool upgrade_advance_state(upgrade_desc_t* desc, upgrade_state_t seen, upgrade_state_t state);
 upgrade_state_t upgrade_get_state(const upgrade_desc_t* desc);
 
 // Compares with the low 8 bits of `state`.
