@@ -39,7 +39,7 @@ void read_names(const json& services, std::map<uint16_t, std::string>& names)
         if (!endpoints.is_object()) continue;
         for (const auto& [endpoint, value] : endpoints.items()) {
             if (!value.is_object()) continue;
-            if (const auto host = host_of(value)) names[*host] = service + "/" + endpoint;
+            if (const auto host = host_of(value)) (names[*host] = service).append("/").append(endpoint);
         }
     }
 }
@@ -133,6 +133,8 @@ failure_t explain_no_answer(kest_result_t result)
         case -EHOSTUNREACH:
             return {exit_code::configuration, "the route configuration has no address for the service",
                     "Add service \"flight_service\", endpoint \"flight_srv_fmu\" to it."};
+        case -EINTR:
+            return {exit_code::interrupted, "stopped before the service answered", ""};
         case -EPROTO:
             return {exit_code::protocol, "the answer is none of the kind that was asked for",
                     "Compare the versions of tool and service."};

@@ -107,9 +107,9 @@ void print_json(const watch_t& watch, const tap_record_t& record)
 {
     const kest_event_t& event = record.event;
     const peers::decoded_t message = decoded(record);
-    json object = {{"time_us", record.head.boot_time_us},
-                   {"seconds", static_cast<double>(record.head.boot_time_us - watch.first_us) / 1e6}};
-    if (watch.options.time == "absolute") object["clock"] = clock_text(record.head.boot_time_us);
+    const uint64_t time_us = record.head.boot_time_us;
+    json object = {{"time_us", time_us}, {"seconds", static_cast<double>(time_us - watch.first_us) / 1e6}};
+    if (watch.options.time == "absolute") object["clock"] = clock_text(time_us);
     object.update(json{{"direction", record.head.direction == 0 ? "sent" : "received"},
                        {"from", address_text(record.head.from)},
                        {"from_name", name_of(watch.config, record.head.from)},
@@ -177,7 +177,7 @@ exit_code run(const context_t& context, const options_t& options)
         std::printf("%s\n", styled(style::dim, "Watching " + config->tap + ". Ctrl-C ends it.").c_str());
         std::fflush(stdout);
     }
-    watch_t watch = {context, options, *config, std::move(*filter)};
+    watch_t watch = {context, options, *config, *filter};
     watch_until_end(watch, tap);
     if (!context.as_json && on_terminal()) {
         std::printf("%s\n", styled(style::dim, std::to_string(watch.shown) + " messages shown, " +

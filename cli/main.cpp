@@ -22,6 +22,7 @@ int run(int argc, char** argv)
 {
     cli::context_t context;
     CLI::App tool("Works with the flight service of an aircraft: databases, versions, the bus.", "vela");
+    tool.set_version_flag("--version", VELA_VERSION, "version of this tool");
     tool.require_subcommand(1);
     tool.footer(exit_code_help());
     cli::add_version_command(tool, context);

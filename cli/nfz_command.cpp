@@ -18,10 +18,10 @@ json report_json(const peers::nfz_report_t& report)
     json object = {{"kept", report.kept}, {"reason", report.reason}, {"size", report.size}};
     if (report.has_head) {
         object["head"] = {{"version", peers::version_text(report.version)},
-                          {"circle_num", report.head.circle_num},
-                          {"circle_base", report.head.circle_base},
-                          {"nfz_num", report.head.nfz_num},
-                          {"nfz_base", report.head.nfz_base}};
+                          {"circle_num", report.circles},
+                          {"circle_base", report.circle_base},
+                          {"nfz_num", report.zones},
+                          {"nfz_base", report.zone_base}};
     } else {
         object["head"] = nullptr;
     }

@@ -18,8 +18,8 @@ void print_text(const std::string& path, const peers::nfz_report_t& report)
                 report.size < 1024 ? "" : (", " + size_text(report.size)).c_str());
     if (report.has_head) {
         std::printf("  version   %s\n", peers::version_text(report.version).c_str());
-        std::printf("  circles   %u at %u\n", report.head.circle_num, report.head.circle_base);
-        std::printf("  zones     %u at %u\n", report.head.nfz_num, report.head.nfz_base);
+        std::printf("  circles   %u at %u\n", report.circles, report.circle_base);
+        std::printf("  zones     %u at %u\n", report.zones, report.zone_base);
     } else {
         std::printf("  head      none: the file ends before byte %llu, so its version reads 0.0.0.0\n",
                     static_cast<unsigned long long>(peers::NFZ_CONTENT_OFFSET));

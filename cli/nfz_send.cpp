@@ -7,6 +7,7 @@
 #include "nfz_command.h"
 #include "units.h"
 #include "upgrade_run.h"
+#include "version_run.h"
 
 namespace cli {
 namespace {
@@ -64,11 +65,21 @@ void print_text(const options_t& options, const peers::nfz_report_t& file, const
                 result.blocks, result.resends);
 }
 
-// The reason in the words of the service's side, the file and its version in front.
-failure_t failure_of(const options_t& options, const peers::nfz_report_t& file, const peers::upgrade_result_t& result)
+// The reason in the words of the service's side, the file and its version in front. `installed` may be empty.
+failure_t failure_of(const options_t& options, const peers::nfz_report_t& file, const peers::upgrade_result_t& result,
+                     const std::string& installed)
 {
     return {exit_code_of(result.outcome),
-            options.file + " (version " + peers::version_text(file.version) + "): " + result.what, result.next};
+            options.file + " (version " + peers::version_text(file.version) + "): " + result.what +
+                (installed.empty() ? "" : ", " + installed),
+            result.next};
+}
+
+// The version that makes ours an older one; empty when the service does not say.
+std::string newer_version(peers::AppPeer& app, Waiter& waiter)
+{
+    const peers::service_versions_t versions = ask_versions(app.endpoint(), 1'000'000, 1, waiter);
+    return versions.result == 0 ? peers::version_text(versions.database) : "";
 }
 
 exit_code run(const context_t& context, const options_t& options)
@@ -91,9 +102,12 @@ exit_code run(const context_t& context, const options_t& options)
     if (!app) return report(context, explain_open_error(*name, error));
     ProgressBar bar("sending", context.as_json);
     const peers::upgrade_result_t result = run_upgrade(app->upgrade(), std::move(*file), *upgrade, waiter, bar);
-    const json details = result_json(options, checked, result);
+    json details = result_json(options, checked, result);
+    std::string installed;
+    if (result.outcome == peers::upgrade_outcome::refused_older) installed = newer_version(*app, waiter);
+    if (!installed.empty()) details["installed"] = installed;
     if (result.outcome != peers::upgrade_outcome::done) {
-        return report(context, failure_of(options, checked, result), details);
+        return report(context, failure_of(options, checked, result, installed), details);
     }
     if (context.as_json) {
         print_result(details);

@@ -3,9 +3,7 @@
 
 #include "bus_access.h"
 #include "command.h"
-#include "common/version_query.h"
-#include "console.h"
-#include "units.h"
+#include "version_run.h"
 #include "waiter.h"
 
 namespace cli {
@@ -18,34 +16,21 @@ struct options_t {
     std::string as = "factory/station";
 };
 
-void print_text(const peers::service_versions_t& versions)
-{
-    const bool none = versions.database == peers::nfz_version_t{};
-    std::printf("service   %s\n", peers::version_text(versions.service).c_str());
-    std::printf("database  %s\n", none ? "none" : peers::version_text(versions.database).c_str());
-}
-
 exit_code run(const context_t& context, const options_t& options)
 {
     failure_t failure;
     Waiter waiter;
-    peers::service_versions_t versions = {};
     const std::unique_ptr<peers::BusEndpoint> endpoint = open_endpoint(context, options.as, failure);
     if (!endpoint) return report(context, failure);
-    peers::query_service_versions(*endpoint, TIMEOUT_US, TRIES, [&](const peers::service_versions_t& answer) {
-        versions = answer;
-        waiter.notify();
-    });
-    const wake woken = waiter.wait(std::nullopt);
-    endpoint->stop();
-    if (woken == wake::interrupted) return report(context, {exit_code::interrupted, "stopped", ""});
+    const peers::service_versions_t versions = ask_versions(*endpoint, TIMEOUT_US, TRIES, waiter);
     if (versions.result != 0) return report(context, explain_no_answer(versions.result));
     if (context.as_json) {
         print_result({{"service", peers::version_text(versions.service)},
                       {"database", peers::version_text(versions.database)},
                       {"answer_us", versions.elapsed_us}});
     } else {
-        print_text(versions);
+        std::printf("service   %s\n", peers::version_text(versions.service).c_str());
+        std::printf("database  %s\n", database_text(versions.database).c_str());
     }
     return exit_code::ok;
 }

@@ -15,6 +15,7 @@
 #include "read_run.h"
 #include "units.h"
 #include "upgrade_run.h"
+#include "version_run.h"
 
 namespace cli {
 namespace {
@@ -36,11 +37,6 @@ std::vector<uint8_t> database(const peers::nfz_version_t& version, uint64_t size
     const uint64_t least = peers::nfz_tables_size(CIRCLES, ZONES);
     const uint64_t content = std::max(size, least + peers::NFZ_MIN_SIZE) - peers::NFZ_MIN_SIZE;
     return peers::build_nfz_file({version, CIRCLES, ZONES, peers::generate_nfz_content(version, content)});
-}
-
-std::string shown(const peers::nfz_version_t& version)
-{
-    return version == peers::nfz_version_t{} ? "none" : peers::version_text(version);
 }
 
 double seconds_of(uint64_t microseconds)
@@ -92,8 +88,7 @@ exit_code Demo::run()
 
 bool Demo::all_steps()
 {
-    return steps_.run("peers on the bus", [this] { return start_peers(); }) &&
-           steps_.run("service started", [this] { return start_service(); }) &&
+    return step("peers on the bus", &Demo::start_peers) && step("service started", &Demo::start_service) &&
            step("flight data subscribed", &Demo::see_subscription) &&
            step("database before", &Demo::see_version_before) && step("upgrade", &Demo::upgrade) &&
            step("motors held meanwhile", &Demo::see_motors_held) &&
@@ -110,8 +105,11 @@ bool Demo::all_steps()
 bool Demo::step(const std::string& name, step_result_t (Demo::*what)())
 {
     return steps_.run(name, [&]() -> step_result_t {
-        const step_result_t result = (this->*what)();
-        if (const auto ended = service_.ended()) return failed("the service " + *ended, look_at_log());
+        step_result_t result = (this->*what)();
+        if (interrupted_) return failed("stopped by a signal", "");
+        if (const auto ended = service_.ended(); ended && service_.pid() > 0) {
+            return failed("the service " + *ended, look_at_log());
+        }
         return result;
     });
 }
@@ -145,11 +143,10 @@ step_result_t Demo::start_service()
     if (!service_.start(options_.service, options_.log, error)) return failed(error, "Build it: `./dev run` does.");
     peers::service_versions_t answer = {};
     const auto answered = [&] {
-        answer = ask_versions(1);
-        return answer.result == 0 || service_.ended().has_value();
+        answer = ask(1);
+        return answer.result == 0 || interrupted_ || service_.ended().has_value();
     };
     const wake woken = wait_for(answered, std::chrono::milliseconds(1));
-    if (const auto ended = service_.ended()) return failed("the service " + *ended, look_at_log());
     if (woken == wake::timeout) return failed("no answer within five seconds", look_at_log());
     seen_.first_answer_s = seconds_of(peers::now_us() - start);
     installed_.before = answer.database;
@@ -157,26 +154,12 @@ step_result_t Demo::start_service()
                 " after its start");
 }
 
-// One question and its answer. An endpoint of a service that is just coming up refuses it: asked again by the caller.
-peers::service_versions_t Demo::ask_versions(uint32_t tries)
+// An endpoint of a service that is just coming up refuses the question: asked again by the caller.
+peers::service_versions_t Demo::ask(uint32_t tries)
 {
-    struct answer_t {
-        std::mutex mutex;
-        std::optional<peers::service_versions_t> versions;
-    };
-    const auto answer = std::make_shared<answer_t>();
-    peers::query_service_versions(*station_, 1'000'000, tries, [this, answer](const peers::service_versions_t& came) {
-        const std::lock_guard lock(answer->mutex);
-        answer->versions = came;
-        waiter_.notify();
-    });
-    const auto came = [&] {
-        const std::lock_guard lock(answer->mutex);
-        return answer->versions.has_value();
-    };
-    if (wait_for(came) != wake::notified) return {-ETIMEDOUT, {}, {}, 0};
-    const std::lock_guard lock(answer->mutex);
-    return *answer->versions;
+    const peers::service_versions_t answer = ask_versions(*station_, 1'000'000, tries, waiter_);
+    if (answer.result == -EINTR) interrupted_ = true;
+    return answer;
 }
 
 wake Demo::wait_for(const std::function<bool()>& condition, std::chrono::milliseconds step)
@@ -203,7 +186,7 @@ step_result_t Demo::see_subscription()
 
 step_result_t Demo::see_version_before()
 {
-    return held(shown(installed_.before));
+    return held(database_text(installed_.before));
 }
 
 peers::upgrade_result_t Demo::send(const std::vector<uint8_t>& file, uint64_t rate, uint64_t* all_taken_us)
@@ -211,7 +194,7 @@ peers::upgrade_result_t Demo::send(const std::vector<uint8_t>& file, uint64_t ra
     ProgressBar bar("· upgrade", context_.as_json || !on_terminal());
     peers::upgrade_options_t options;
     options.bytes_per_second = rate;
-    const peers::upgrade_result_t result = run_upgrade(app_->upgrade(), file, options, waiter_, bar, all_taken_us);
+    peers::upgrade_result_t result = run_upgrade(app_->upgrade(), file, options, waiter_, bar, all_taken_us);
     if (result.outcome == peers::upgrade_outcome::cancelled) interrupted_ = true;
     return result;
 }
@@ -291,11 +274,11 @@ step_result_t Demo::older_is_refused()
 
 step_result_t Demo::installed_one_stays()
 {
-    const peers::service_versions_t versions = ask_versions(3);
+    const peers::service_versions_t versions = ask(3);
     if (versions.result != 0) return failed(explain_no_answer(versions.result).what, look_at_log());
     installed_.after_refusal = versions.database;
-    if (versions.database == NEWER) return held("still " + shown(NEWER));
-    return failed("it is " + shown(versions.database) + " now, wanted " + shown(NEWER), look_at_log());
+    if (versions.database == NEWER) return held("still " + database_text(NEWER));
+    return failed("it is " + database_text(versions.database) + " now, wanted " + database_text(NEWER), look_at_log());
 }
 
 step_result_t Demo::older_is_accepted_with_marker()
@@ -309,11 +292,11 @@ step_result_t Demo::older_is_accepted_with_marker()
 
 step_result_t Demo::see_version_at_the_end()
 {
-    const peers::service_versions_t versions = ask_versions(3);
+    const peers::service_versions_t versions = ask(3);
     if (versions.result != 0) return failed(explain_no_answer(versions.result).what, look_at_log());
     installed_.after_override = versions.database;
-    if (versions.database == OLDER) return held(shown(OLDER));
-    return failed("it is " + shown(versions.database) + ", wanted " + shown(OLDER), look_at_log());
+    if (versions.database == OLDER) return held(database_text(OLDER));
+    return failed("it is " + database_text(versions.database) + ", wanted " + database_text(OLDER), look_at_log());
 }
 
 step_result_t Demo::stop_service()
@@ -333,9 +316,9 @@ json Demo::summary_json() const
     const peers::upgrade_result_t& upgrade = seen_.upgrade;
     const double seconds = seconds_of(upgrade.elapsed_us);
     return {{"first_answer_seconds", seen_.first_answer_s},
-            {"database_before", shown(installed_.before)},
-            {"database_after", shown(installed_.after_refusal)},
-            {"database_at_the_end", shown(installed_.after_override)},
+            {"database_before", database_text(installed_.before)},
+            {"database_after", database_text(installed_.after_refusal)},
+            {"database_at_the_end", database_text(installed_.after_override)},
             {"bytes", upgrade.bytes},
             {"blocks", upgrade.blocks},
             {"resends", upgrade.resends},
@@ -352,15 +335,16 @@ void Demo::print_summary() const
 {
     const double seconds = seconds_of(seen_.upgrade.elapsed_us);
     std::printf("\n%s\n", styled(style::bold, "What happened").c_str());
-    std::printf(
-        "  The aircraft had %s. The app sent %s, %s in %s; the service verified and installed it.\n",
-        installed_.before == peers::nfz_version_t{} ? "no database" : ("database " + shown(installed_.before)).c_str(),
-        ("database " + shown(NEWER)).c_str(), size_text(seen_.upgrade.bytes).c_str(), duration_text(seconds).c_str());
+    std::printf("  The aircraft had %s. The app sent %s, %s in %s; the service verified and installed it.\n",
+                installed_.before == peers::nfz_version_t{} ? "no database"
+                                                            : ("database " + database_text(installed_.before)).c_str(),
+                ("database " + database_text(NEWER)).c_str(), size_text(seen_.upgrade.bytes).c_str(),
+                duration_text(seconds).c_str());
     std::printf("  The motors were held from %s after the begin until %s after the end.\n",
                 duration_text(seen_.held_s).c_str(), duration_text(seen_.released_s).c_str());
     std::printf("  The flight controller read all of it back, byte for byte the same.\n");
     std::printf("  The older database %s was refused, and accepted once a technician allowed it.\n",
-                shown(OLDER).c_str());
+                database_text(OLDER).c_str());
     std::printf("%s\n", styled(style::good, "Everything held.").c_str());
 }
 

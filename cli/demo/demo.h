@@ -65,7 +65,7 @@ private:
 
     // Runs a step only while the service does; a service that ended by itself is its failure.
     bool step(const std::string& name, step_result_t (Demo::*what)());
-    peers::service_versions_t ask_versions(uint32_t tries);
+    peers::service_versions_t ask(uint32_t tries);
     peers::upgrade_result_t send(const std::vector<uint8_t>& database, uint64_t rate, uint64_t* all_taken_us = nullptr);
     wake wait_for(const std::function<bool()>& condition,
                   std::chrono::milliseconds step = std::chrono::milliseconds(10));

@@ -26,7 +26,7 @@ service_versions_t read_answer(const reply_t& reply)
 }  // namespace
 
 void query_service_versions(BusEndpoint& endpoint, uint32_t timeout_us, uint32_t tries,
-                            std::function<void(const service_versions_t&)> done)
+                            const std::function<void(const service_versions_t&)>& done)
 {
     const uint64_t start = now_us();
     const request_t request = {HOST_FLIGHT_SERVICE, SET_COMMON, ID_GET_VERSION, {}, timeout_us, tries};

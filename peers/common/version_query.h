@@ -18,6 +18,6 @@ struct service_versions_t {
 // `done` runs exactly once (unless the endpoint stops first): on the endpoint's task, or within this call when the
 // question could not be sent.
 void query_service_versions(BusEndpoint& endpoint, uint32_t timeout_us, uint32_t tries,
-                            std::function<void(const service_versions_t&)> done);
+                            const std::function<void(const service_versions_t&)>& done);
 
 }  // namespace peers

@@ -76,7 +76,7 @@ void FlightController::answer_who_it_is()
 }
 
 std::unique_ptr<FlightController> FlightController::open(const bus_name_t& name, const fc_identity_t& identity,
-                                                         fc_event_fn happened, bus_open_error_t& error)
+                                                         const fc_event_fn& happened, bus_open_error_t& error)
 {
     std::unique_ptr<BusEndpoint> endpoint = BusEndpoint::open(name, error);
     if (!endpoint) return nullptr;

@@ -26,7 +26,7 @@ class FlightController {
 public:
     // Opens and starts the endpoint; null with `error` filled. `happened` (may be empty) runs on the endpoint's task.
     static std::unique_ptr<FlightController> open(const bus_name_t& name, const fc_identity_t& identity,
-                                                  fc_event_fn happened, bus_open_error_t& error);
+                                                  const fc_event_fn& happened, bus_open_error_t& error);
     ~FlightController();
 
     MotorInterlock& motors() { return motors_; }

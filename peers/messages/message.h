@@ -29,7 +29,8 @@ struct value_name_t {
     const char* name;
 };
 
-struct field_t {
+// In the order in which tables are easiest to write.
+struct field_t {  // NOLINT(clang-analyzer-optin.performance.Padding)
     const char* name;
     uint16_t offset;  // in the payload
     field_type type;

@@ -6,14 +6,14 @@
 #include "messages/message.h"
 
 // Field `member` of `record`, under its own name or another one.
-#define WIRE_FIELD(record, member, type, ...)                                     \
-    peers::field_t                                                                \
-    {                                                                             \
+#define WIRE_FIELD(record, member, type, ...)                                                 \
+    peers::field_t                                                                            \
+    {                                                                                         \
 #member, offsetof(record, member), peers::field_type::type __VA_OPT__(, ) __VA_ARGS__ \
     }
-#define WIRE_FIELD_AS(name, record, member, type, ...)                         \
-    peers::field_t                                                             \
-    {                                                                          \
+#define WIRE_FIELD_AS(name, record, member, type, ...)                                     \
+    peers::field_t                                                                         \
+    {                                                                                      \
         name, offsetof(record, member), peers::field_type::type __VA_OPT__(, ) __VA_ARGS__ \
     }
 

@@ -8,6 +8,8 @@
 namespace peers {
 namespace {
 
+// Names of members cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define DEVICE_VERSION(prefix, record)                                                                         \
     WIRE_BITS(prefix "protocol.minor", flight_version_ack_t, record.protocal_version, u8, 0, 4),               \
         WIRE_BITS(prefix "protocol.major", flight_version_ack_t, record.protocal_version, u8, 4, 4),           \
@@ -18,6 +20,8 @@ namespace {
         WIRE_FIELD_AS(prefix "major", flight_version_ack_t, record.Fw.Major, u8),                              \
         WIRE_FIELD_AS(prefix "command_sets", flight_version_ack_t, record.CmdSet, u32),                        \
         WIRE_FIELD_AS(prefix "rollback", flight_version_ack_t, record.Rollback, u8)
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 constexpr field_t SERVICE_VERSION_ACK[] = {
     WIRE_FIELD(flight_version_ack_t, ret_code, u8),

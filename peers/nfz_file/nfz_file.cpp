@@ -27,6 +27,17 @@ uint64_t mixed(uint64_t word)
     return word ^ (word >> 31);
 }
 
+void read_head(bytes_view file, nfz_report_t& report)
+{
+    nfz_bin_header_t head = {};
+    report.has_head = read_record(file, head, NFZ_HEAD_OFFSET);
+    std::memcpy(report.version.data(), head.version, sizeof head.version);
+    report.circles = head.circle_num;
+    report.circle_base = head.circle_base;
+    report.zones = head.nfz_num;
+    report.zone_base = head.nfz_base;
+}
+
 void judge_digest(bytes_view file, nfz_report_t& report)
 {
     if (file.size() <= NFZ_MD5_SIZE) {
@@ -95,7 +106,7 @@ std::vector<uint8_t> generate_nfz_content(const nfz_version_t& version, uint64_t
 std::vector<uint8_t> build_nfz_file(const nfz_recipe_t& recipe)
 {
     nfz_bin_header_t head = {};
-    std::copy(recipe.version.begin(), recipe.version.end(), head.version);
+    std::memcpy(head.version, recipe.version.data(), sizeof head.version);
     head.circle_num = recipe.circles;
     head.circle_base = NFZ_CONTENT_OFFSET;
     head.nfz_num = recipe.zones;
@@ -112,8 +123,7 @@ nfz_report_t check_nfz_file(bytes_view file)
 {
     nfz_report_t report;
     report.size = file.size();
-    report.has_head = read_record(file, report.head, NFZ_HEAD_OFFSET);
-    std::copy_n(report.head.version, report.version.size(), report.version.begin());
+    read_head(file, report);
     judge_digest(file, report);
     if (report.reason.empty()) judge_leading_bytes(file, report);
     report.kept = report.reason.empty();

@@ -44,8 +44,11 @@ struct nfz_report_t {
     std::string reason;  // why not; empty when kept
     uint64_t size = 0;
     bool has_head = false;  // false: too short for one; the version then reads 0.0.0.0
-    nfz_bin_header_t head = {};
     nfz_version_t version = {};
+    uint32_t circles = 0;
+    uint32_t circle_base = 0;  // file offset
+    uint32_t zones = 0;
+    uint32_t zone_base = 0;           // file offset
     md5_digest_t digest_stored = {};  // last 16 bytes; zero when the file has no 17 bytes
     md5_digest_t digest_found = {};   // of everything before them
 };
