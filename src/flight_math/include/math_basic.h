@@ -4,8 +4,9 @@
 // with an array result take it as their first argument; it belongs to the caller. Unless a comment says otherwise, an
 // output may be the same array as an input, but must not overlap one partly.
 //
-// Finite inputs of at most 1e18 in size (and of unit length where that is asked for) never give infinity or NaN unless a comment says so. Infinities and NaN that go
-// in come out as the arithmetic has it, or as "singular"; they do no other harm.
+// Finite inputs of at most 1e18 in size (and of unit length where that is asked for) never give infinity or NaN unless
+// a comment says so. Infinities and NaN that go in come out as the arithmetic has it, or as "singular"; they do no
+// other harm.
 //
 // The library is compiled without contraction to fused operations and thus gives the same bits on every build; it
 // refuses to compile with -ffast-math.

@@ -26,9 +26,9 @@
 // closer than about 2^-40 to one without an inverse; or it holds infinities or NaN; or the result does not fit into
 // floats. A matrix that is singular to the last bit is always found, one of condition up to 1e10 is always inverted.
 //
-// Accuracy: solve, determinant and Cholesky are computed in double and rounded once. So is the inverse from N = 5 on and,
-// for smaller matrices, where the condition needs it; otherwise those are inverted by cofactors in float, within 5e-5 of
-// the largest element of the row. docs/math.md has the measured errors.
+// Accuracy: solve, determinant and Cholesky are computed in double and rounded once. So is the inverse from N = 5 on
+// and, for smaller matrices, where the condition needs it; otherwise those are inverted by cofactors in float, within
+// 5e-5 of the largest element of the row. docs/math.md has the measured errors.
 //
 // Cholesky reads the lower triangle of `a` only and writes zeros above the diagonal. Its singular ones are those that
 // are not positive definite, or only just, by the same measure.

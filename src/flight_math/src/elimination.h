@@ -30,7 +30,7 @@ struct augmented {
     // Loads the matrix and the identity, each row divided by its size. False for a row of zeros, infinity or NaN.
     bool load(const fp32* a)
     {
-        fill<N>(column_size, 0.0);
+        set_zero<N>(column_size);
         for (size_t i = 0; i < N; ++i) {
             row_size[i] = 0.0;
             for (size_t j = 0; j < N; ++j)

@@ -10,7 +10,7 @@
 // clang-format off
 #define ELEMENTWISE_FAMILY(type, scalar, count)                                             \
     void type##_copy(type dst, const type src) { fixed::copy<count>(dst, src); }            \
-    void type##_set_zero(type out) { fixed::fill<count>(out, scalar{0}); }                  \
+    void type##_set_zero(type out) { fixed::set_zero<count>(out); }                         \
     void type##_add(type out, const type a, const type b) { fixed::add<count>(out, a, b); } \
     void type##_sub(type out, const type a, const type b) { fixed::sub<count>(out, a, b); } \
     void type##_scale(type out, scalar s) { fixed::scale<count>(out, s); }

@@ -9,7 +9,7 @@ namespace fixed {
 template <size_t N>
 inline void set_identity(fp32* m)
 {
-    fill<N * N>(m, 0.0f);
+    set_zero<N * N>(m);
     for (size_t i = 0; i < N; ++i)
         m[i * N + i] = 1.0f;
 }

@@ -25,10 +25,10 @@ inline void copy(T* dst, const T* src)
 }
 
 template <size_t N, typename T>
-inline void fill(T* v, T value)
+inline void set_zero(T* v)
 {
     for (size_t i = 0; i < N; ++i)
-        v[i] = value;
+        v[i] = 0;
 }
 
 template <size_t N, typename T>

@@ -20,7 +20,7 @@ int inverse(fp32* out, const fp32* a)
 
 // clang-format off
 #define MATRIX_FAMILY(matrix, vec, n)                                                                       \
-    ELEMENTWISE_FAMILY(matrix, fp32, n * n)                                                                 \
+    ELEMENTWISE_FAMILY(matrix, fp32, (n) * (n))                                                             \
     void matrix##_set_identity(matrix m) { fixed::set_identity<n>(m); }                                     \
     void matrix##_multiply(matrix out, const matrix a, const matrix b) { fixed::multiply<n>(out, a, b); }   \
     void matrix##_multiply_vec(vec out, const matrix m, const vec v) { fixed::multiply_vec<n>(out, m, v); } \

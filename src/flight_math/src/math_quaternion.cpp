@@ -21,10 +21,10 @@ void rotate(vec3f out, fp32 w, const vec3f u, const vec3f v)
     fixed::copy<3>(out, result);
 }
 
-// sin(angle) / angle; the series where the quotient would be 0 / 0, exact in single precision.
+// sin(angle) / angle. Below 1e-4 it is 1 to the last bit, and 0 / 0 has its value.
 fp32 sinc(fp32 angle)
 {
-    return std::fabs(angle) < 1e-3f ? 1.0f - angle * angle / 6.0f : sinf(angle) / angle;
+    return std::fabs(angle) < 1e-4f ? 1.0f : sinf(angle) / angle;
 }
 
 // The direction of v in double; false if it has none.

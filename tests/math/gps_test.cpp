@@ -1,0 +1,170 @@
+// Positions: the fixed rules to the last bit, the distances against GeographicLib on a sphere of the same radius.
+#include "math_gps.h"
+
+#include <gmock/gmock.h>
+#include <GeographicLib/Geodesic.hpp>
+
+#include <array>
+
+#include "accuracy.h"
+
+namespace {
+
+using math_test::expect_accuracy;
+using math_test::source;
+using testing::ElementsAre;
+
+constexpr double radius = 6378137.0;
+constexpr double pi = 3.1415927410125732;  // single precision, widened
+constexpr double two_pi = 6.2831854820251465;
+
+using position = std::array<double, 2>;
+
+struct leg {
+    float metres;
+    std::array<float, 2> component;
+};
+
+leg distance(const position& b, const position& a)
+{
+    leg found{0, {7, 7}};
+    found.metres = get_gps_distance_and_component(found.component.data(), b.data(), a.data());
+    return found;
+}
+
+position offset(const position& base, std::array<float, 2> metres)
+{
+    position found;
+    get_gps_pos_by_ned_offset(found.data(), metres.data(), base.data());
+    return found;
+}
+
+TEST(GpsDistance, OfKnownLegs)
+{
+    const leg east = distance({0, 0.001}, {0, 0});
+    EXPECT_FLOAT_EQ(east.metres, 6378.137f);
+    EXPECT_THAT(east.component, ElementsAre(0.0f, 6378.137f));
+    const leg north_west = distance({0.50001, 0.99998}, {0.5, 1.0});
+    EXPECT_THAT(north_west.component,
+                ElementsAre(testing::FloatNear(63.78137f, 1e-4f), testing::FloatNear(-127.56274f * cosf(0.5f), 1e-4f)));
+}
+
+TEST(GpsDistance, TakesTheShortWayAcrossTheDateLine)
+{
+    EXPECT_EQ(distance({0, -3.14}, {0, 3.14}).component[1], static_cast<float>((-6.28 + two_pi) * radius));
+    EXPECT_EQ(distance({0, 3.14}, {0, -3.14}).component[1], static_cast<float>((6.28 - two_pi) * radius));
+}
+
+TEST(GpsDistance, RefusesWhatIsNotOnEarthWithTheBoundsInSinglePrecision)
+{
+    const double pole = 1.5707963705062866;
+    EXPECT_GE(distance({pole, pi}, {-pole, -pi}).metres, 0);
+    for (const position& wrong :
+         {position{std::nextafter(pole, 2), 0}, position{std::nextafter(-pole, -2), 0},
+          position{0, std::nextafter(pi, 4)}, position{0, std::nextafter(-pi, -4)}, position{1.6, 0}}) {
+        for (const leg& refused : {distance(wrong, {0, 0}), distance({0, 0}, wrong)}) {
+            EXPECT_EQ(refused.metres, -1.0f);
+            EXPECT_THAT(refused.component, ElementsAre(7, 7));
+        }
+    }
+}
+
+TEST(GpsDistance, MixesSingleAndDoubleExactlySo)
+{
+    expect_accuracy("gps distance, to the bit", 0.0, [](source& inputs) {
+        const position a = {1.5 * inputs.element(), 3.1 * inputs.element()};
+        const position b = {a[0] + 0.01 * inputs.element(), a[1] + 0.01 * inputs.element()};
+        const leg found = distance(b, a);
+        const float north = static_cast<float>((b[0] - a[0]) * radius);
+        const double cosine = static_cast<double>(cosf(static_cast<float>(a[0])));
+        const float east = static_cast<float>((b[1] - a[1]) * radius * cosine);
+        return found.component[0] == north && found.component[1] == east &&
+                       found.metres == sqrtf(north * north + east * east)
+                   ? 0.0
+                   : 1.0;
+    });
+}
+
+TEST(GpsOffset, OfZeroIsTheSamePositionAndBackIsBack)
+{
+    EXPECT_EQ(offset({0.7, -2.1}, {0, 0}), (position{0.7, -2.1}));
+    const position moved = offset({0.7, -2.1}, {300, -400});
+    EXPECT_EQ(moved[0], 0.7 + 300 / radius);
+    EXPECT_EQ(moved[1], -2.1 + -400 / (static_cast<double>(cosf(0.7f)) * radius));
+    EXPECT_NEAR(distance(moved, {0.7, -2.1}).metres, 500, 1e-4);
+    position in_place = {0.7, -2.1};
+    const float metres[2] = {300, -400};
+    get_gps_pos_by_ned_offset(in_place.data(), metres, in_place.data());
+    EXPECT_EQ(in_place, moved);
+}
+
+TEST(GpsOffset, FoldsAtThePolesAndKeepsACosineThere)
+{
+    const position over_north = offset({1.57, 1.0}, {10000, 0});
+    EXPECT_EQ(over_north[0], pi - (1.57 + 10000 / radius));
+    EXPECT_EQ(over_north[1], 1.0);
+    EXPECT_EQ(offset({-1.57, 1.0}, {-10000, 0})[0], -pi - (-1.57 - 10000 / radius));
+    const double pole = 1.5707963705062866;  // its cosine in single precision is -4.4e-8
+    EXPECT_EQ(offset({pole, 1.0}, {0, 0.5f})[1], 1.0 + 0.5 / (static_cast<double>(1e-7f) * radius));
+}
+
+// Agreed, if odd: the wrapped longitude is counted from the latitude.
+TEST(GpsOffset, AcrossTheDateLineGivesTheLatitudeLessAFullTurn)
+{
+    EXPECT_EQ(offset({0.5, 3.1415}, {0, 10000}), (position{0.5, 0.5 - two_pi}));
+    EXPECT_EQ(offset({0.5, -3.1415}, {0, -10000}), (position{0.5, 0.5 + two_pi}));
+}
+
+// The table of docs/math.md: what a flat earth costs against a sphere, at most, by latitude and length of the leg.
+struct flat_error {
+    double latitude_deg;
+    double length_m;
+    double distance_m;  // error of the distance
+    double position_m;  // error of the position by offset
+};
+
+class FlatEarth : public testing::TestWithParam<flat_error> {};
+
+TEST_P(FlatEarth, CostsNoMoreThanTheTableSays)
+{
+    const flat_error& row = GetParam();
+    const GeographicLib::Geodesic sphere(radius, 0);
+    source inputs(false);
+    double worst_distance = 0, worst_position = 0;
+    const double degree = std::acos(-1.0) / 180;
+    for (int i = 0; i < math_test::random_cases / 10; ++i) {
+        const double latitude = row.latitude_deg * (i % 2 == 0 ? 1 : -1), longitude = inputs.between(-170, 170);
+        const double azimuth = inputs.between(0, 360), length = row.length_m * inputs.between(0, 1);
+        double end_latitude, end_longitude, off;
+        sphere.Direct(latitude, longitude, azimuth, length, end_latitude, end_longitude);
+        const position from = {latitude * degree, longitude * degree};
+        const leg found = distance({end_latitude * degree, end_longitude * degree}, from);
+        worst_distance = std::max(worst_distance, std::fabs(found.metres - length));
+
+        const position to = offset(from, {static_cast<float>(length * std::cos(azimuth * degree)),
+                                          static_cast<float>(length * std::sin(azimuth * degree))});
+        sphere.Inverse(end_latitude, end_longitude, to[0] / degree, to[1] / degree, off);
+        worst_position = std::max(worst_position, off);
+    }
+    std::printf(
+        "latitude %2.0f deg, up to %4.0f m, seed %u: distance off by %.4f m (allowed %g), position by %.4f m (allowed "
+        "%g)\n",
+        row.latitude_deg, row.length_m, math_test::seed, worst_distance, row.distance_m, worst_position,
+        row.position_m);
+    EXPECT_LE(worst_distance, row.distance_m);
+    EXPECT_LE(worst_position, row.position_m);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, FlatEarth,
+                         testing::Values(flat_error{0, 100, 0.0001, 0.0001}, flat_error{0, 1000, 0.0002, 0.0002},
+                                         flat_error{0, 5000, 0.001, 0.001}, flat_error{30, 100, 0.0003, 0.0006},
+                                         flat_error{30, 1000, 0.018, 0.055}, flat_error{30, 5000, 0.45, 1.35},
+                                         flat_error{60, 100, 0.0006, 0.0017}, flat_error{60, 1000, 0.053, 0.16},
+                                         flat_error{60, 5000, 1.35, 4.0}, flat_error{80, 100, 0.0018, 0.0055},
+                                         flat_error{80, 1000, 0.18, 0.53}, flat_error{80, 5000, 4.4, 13.0}),
+                         [](const auto& one) {
+                             return "Latitude" + std::to_string(static_cast<int>(one.param.latitude_deg)) + "Metres" +
+                                    std::to_string(static_cast<int>(one.param.length_m));
+                         });
+
+}  // namespace
