@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <GeographicLib/Geodesic.hpp>
 
+#include <algorithm>
 #include <array>
 
 #include "accuracy.h"
@@ -69,19 +70,31 @@ TEST(GpsDistance, RefusesWhatIsNotOnEarthWithTheBoundsInSinglePrecision)
     }
 }
 
-TEST(GpsDistance, MixesSingleAndDoubleExactlySo)
+// The rule once more, by itself: which parts are single and which double, and the folds.
+position expected_offset(const position& base, const std::array<float, 2>& metres)
 {
-    expect_accuracy("gps distance, to the bit", 0.0, [](source& inputs) {
-        const position a = {1.5 * inputs.element(), 3.1 * inputs.element()};
-        const position b = {a[0] + 0.01 * inputs.element(), a[1] + 0.01 * inputs.element()};
+    const float cosine = std::max(cosf(static_cast<float>(base[0])), 1e-7f);
+    double latitude = base[0] + metres[0] / radius, longitude = base[1] + metres[1] / (double{cosine} * radius);
+    if (std::fabs(latitude) > pi / 2) latitude = std::copysign(pi, latitude) - latitude;
+    if (std::fabs(longitude) > pi) longitude = latitude - std::copysign(two_pi, longitude);
+    return {latitude, longitude};
+}
+
+TEST(Gps, MixesSingleAndDoubleExactlySo)
+{
+    expect_accuracy({{"gps distance, to the bit", 0.0}, {"gps offset, to the bit", 0.0}}, [](source& inputs) {
+        const position a = {pi / 2 * inputs.element(), pi * inputs.element()};
+        const position b = {std::clamp(a[0] + 0.01 * inputs.element(), -pi / 2, pi / 2),
+                            std::clamp(a[1] + 0.01 * inputs.element(), -pi, pi)};
         const leg found = distance(b, a);
         const float north = static_cast<float>((b[0] - a[0]) * radius);
         const double cosine = static_cast<double>(cosf(static_cast<float>(a[0])));
         const float east = static_cast<float>((b[1] - a[1]) * radius * cosine);
-        return found.component[0] == north && found.component[1] == east &&
-                       found.metres == sqrtf(north * north + east * east)
-                   ? 0.0
-                   : 1.0;
+        const bool same_leg = found.component[0] == north && found.component[1] == east &&
+                              found.metres == sqrtf(north * north + east * east);
+        const std::array<float, 2> metres = {50000 * inputs.element(), 50000 * inputs.element()};
+        const bool same_place = offset(a, metres) == expected_offset(a, metres);
+        return std::array{same_leg ? 0.0 : 1.0, same_place ? 0.0 : 1.0};
     });
 }
 

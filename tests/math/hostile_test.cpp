@@ -28,6 +28,13 @@ void answer(float* out, const float* in)
     if (Function(out, in) != 0) std::fill(out, out + N, 0.0f);
 }
 
+// The same for a function of two arrays, the second of them N1 numbers behind the first.
+template <auto Function, size_t N1, size_t N = N1>
+void pair_answer(float* out, const float* in)
+{
+    if (Function(out, in, in + N1) != 0) std::fill(out, out + N, 0.0f);
+}
+
 template <auto Function, size_t N>
 void in_place(float* out, const float* in)
 {
@@ -58,6 +65,14 @@ const function functions[] = {
     {"vec9f_normalize", 0, 9, in_place<vec9f_normalize, 9>},
     {"quat_multiply", 0, 4, [](float* out, const float* in) { quat_multiply(out, in, in + 4); }},
     {"quat_rotate_vec3f", 1, 3, [](float* out, const float* in) { quat_rotate_vec3f(out, in, in + 4); }},
+    {"quat_inv_rotate_vec3f", 1, 3, [](float* out, const float* in) { quat_inv_rotate_vec3f(out, in, in + 4); }},
+    {"quat_angle_between", 2, 1, [](float* out, const float* in) { out[0] = quat_angle_between(in, in + 4); }},
+    {"euler_rate_to_body_rate", 0, 3, [](float* out, const float* in) { euler_rate_to_body_rate(out, in, in + 3); }},
+    {"body_rate_to_euler_rate", 0, 3, pair_answer<body_rate_to_euler_rate, 3>},
+    {"matrix2f_solve", 0, 2, pair_answer<matrix2f_solve, 4, 2>},
+    {"convert_vec2f", 0, 2,
+     [](float* out, const float* in) { convert_vec2f_from_refA_to_refB(out, in, in[2], in[3]); }},
+    {"float_constrain", 0, 1, [](float* out, const float* in) { out[0] = float_constrain(in[0], in[1], in[2]); }},
     {"quat_slerp", 2, 4, [](float* out, const float* in) { quat_slerp(out, in, in + 4, in[8]); }},
     {"quat_from_two_vec3f", 0, 4, [](float* out, const float* in) { quat_from_two_vec3f(out, in, in + 3); }},
     {"quat_integrate_body_rate", 1, 4,
@@ -111,8 +126,6 @@ RC_GTEST_PROP(AnyFloats, AnyBitsDoNoHarm, ())
     double target[2];
     get_gps_distance_and_component(out, to, from);
     get_gps_pos_by_ned_offset(target, in + 4, from);
-    convert_vec2f_from_refA_to_refB(out, in, in[2], in[3]);
-    body_rate_to_euler_rate(out, in, in + 3);
     float_linear_interpolation(in[8], in, in + 4, 4);
 }
 

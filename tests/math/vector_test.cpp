@@ -78,15 +78,18 @@ vector<T> random(const family_member<T>& m, source& inputs)
 TEST(Vectors, ElementsAreRoundedOnce)
 {
     for_every_member([]<typename T, typename W>(const family_member<T>& m, W) {
-        expect_accuracy("add, sub, scale, lerp", 0.0, [&m](source& inputs) {
+        expect_accuracy("set_value, copy, add, sub, scale, lerp", 0.0, [&m](source& inputs) {
             const vector<T> a = random(m, inputs), b = random(m, inputs);
             const T t = inputs.element();
-            vector<T> sum(m.n), difference(m.n), between(m.n), multiple = a;
+            vector<T> sum(m.n), difference(m.n), between(m.n), multiple(m.n), same_again(m.n);
+            m.set_value(multiple.data(), a.data());
+            m.copy(same_again.data(), a.data());
             m.add(sum.data(), a.data(), b.data());
             m.sub(difference.data(), a.data(), b.data());
             m.scale(multiple.data(), t);
             m.lerp(between.data(), a.data(), b.data(), t);
-            const bool same = sum == a + b && difference == a - b && multiple == a * t && between == a + t * (b - a);
+            const bool same = same_again == a && sum == a + b && difference == a - b && multiple == a * t &&
+                              between == a + t * (b - a);
             return same ? 0.0 : 1.0;
         });
     });

@@ -2,16 +2,15 @@
 
 #include <cmath>
 
+#include "pi.h"
+
 namespace {
 
 constexpr fp64 kEarthRadius = 6378137.0;
 
-// Single-precision values, widened: the limits that every peer on the bus uses.
-constexpr fp64 kHalfPi = 1.5707963705062866;
-constexpr fp64 kPi = 3.1415927410125732;
-constexpr fp64 kTwoPi = 6.2831854820251465;
-static_assert(kHalfPi == 1.57079632679489661923f && kPi == 3.14159265358979323846f);
-static_assert(kTwoPi == 6.28318530717958647692f);
+constexpr fp64 kHalfPi = fixed::kHalfPi;
+constexpr fp64 kPi = fixed::kPi;
+constexpr fp64 kTwoPi = fixed::kTwoPi;
 
 bool on_earth(const vec2 pos)
 {

@@ -3,21 +3,15 @@
 #include <cmath>
 
 #include "math_rotation.h"
-
-namespace {
-
-constexpr fp32 kPi = 3.1415927f;
-constexpr fp32 kTwoPi = 6.2831855f;
-
-}  // namespace
+#include "pi.h"
 
 void convert_vec2f_from_refA_to_refB(vec2f out, const vec2f in, fp32 refA, fp32 refB)
 {
     fp32 alpha = refA - refB;
-    if (alpha >= kPi) {
-        alpha -= kTwoPi;
-    } else if (alpha <= -kPi) {
-        alpha += kTwoPi;
+    if (alpha >= fixed::kPi) {
+        alpha -= fixed::kTwoPi;
+    } else if (alpha <= -fixed::kPi) {
+        alpha += fixed::kTwoPi;
     }
     DCM2f turn;
     get_DCM2f_from_tors_angle(turn, alpha);

@@ -27,6 +27,15 @@ fp32 sinc(fp32 angle)
     return std::fabs(angle) < 1e-4f ? 1.0f : sinf(angle) / angle;
 }
 
+// The rotation that leads from a to b the short way round, with w >= 0; the result is half its angle, 0..pi/2.
+fp32 turn_between(vec4f turn, const vec4f a, const vec4f b)
+{
+    quat_conjugate(turn, a);
+    quat_multiply(turn, turn, b);
+    if (turn[0] < 0.0f) fixed::scale<4>(turn, -1.0f);
+    return atan2f(fixed::norm<3>(turn + 1), turn[0]);
+}
+
 // The direction of v in double; false if it has none.
 bool direction_of(vec3 out, const vec3f v)
 {
@@ -101,25 +110,18 @@ void quat_inv_rotate_vec3f(vec3f out, const vec4f q, const vec3f v)
 fp32 quat_angle_between(const vec4f a, const vec4f b)
 {
     vec4f turn;
-    quat_conjugate(turn, a);
-    quat_multiply(turn, turn, b);
-    return 2.0f * atan2f(fixed::norm<3>(turn + 1), std::fabs(turn[0]));
+    return 2.0f * turn_between(turn, a, b);
 }
 
 void quat_slerp(vec4f out, const vec4f a, const vec4f b, fp32 t)
 {
-    vec4f end;
-    fixed::copy<4>(end, b);
-    if (fixed::dot_product<4>(a, b) < 0.0f) fixed::scale<4>(end, -1.0f);
-    const fp32 half = 0.5f * quat_angle_between(a, b);
+    vec4f turn;
+    const fp32 half = turn_between(turn, a, b);
     // sin(t half) / sin(half), by sinc so that equal ends need no case of their own.
-    const fp32 to = t * sinc(t * half) / sinc(half);
-    const fp32 from = (1.0f - t) * sinc((1.0f - t) * half) / sinc(half);
-    vec4f result;
-    for (size_t i = 0; i < 4; ++i)
-        result[i] = from * a[i] + to * end[i];
-    quat_normalize(result);
-    fixed::copy<4>(out, result);
+    fixed::scale<3>(turn + 1, t * sinc(t * half) / sinc(half));
+    turn[0] = cosf(t * half);
+    quat_multiply(out, a, turn);
+    quat_normalize(out);
 }
 
 // In double, as two almost opposite directions leave little of their sum.

@@ -203,6 +203,7 @@ void tilt_torsion_to_quat(vec4f q, const vec3f tilt_torsion)
     const half_angle half(tilt_torsion[2]);
     const vec4f torsion = {half.c, 0.0f, 0.0f, half.s};
     quat_multiply(q, torsion, tilt);
+    quat_normalize(q);  // or the rounding of both factors would show fourfold in a matrix
 }
 
 // The other pairs lead through the quaternion.
