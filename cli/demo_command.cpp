@@ -28,19 +28,19 @@ exit_code run(const context_t& context, options_t& options)
     }
     options.demo.size = *size;
     options.demo.rate = *rate;
-    Demo demo(context, options.demo);
-    return demo.run();
+    return run_demo(context, options.demo);
 }
 
 }  // namespace
 
 void add_demo_command(CLI::App& tool, context_t& context)
 {
-    CLI::App* command =
-        add_command(tool, context, "demo", "start the service and bring a database to a simulated aircraft",
-                    "./dev run, which makes an aircraft file system and calls this");
+    CLI::App* command = add_command(
+        tool, context, "demo", "start the service and bring a database and restricted areas to a simulated aircraft",
+        "./dev run, which makes an aircraft file system and calls this");
     const auto options = std::make_shared<options_t>();
     command->add_option("--service", options->demo.service, "the vela_flight program")->required();
+    command->add_option("--areas", options->demo.areas, "GeoJSON file of restricted areas")->required();
     add_route_option(*command, context);
     command->add_option("--size", options->size, "bytes of the database")->capture_default_str();
     command->add_option("--rate", options->rate, "bytes a second over the simulated phone's link, 0: no bound")

@@ -42,7 +42,7 @@ inline constexpr std::array EXIT_CODES = {
     exit_code_row_t{exit_code::refused_older, "refused_older", "the aircraft has a newer database"},
     exit_code_row_t{exit_code::verification, "verification", "a digest differs"},
     exit_code_row_t{exit_code::far_disk, "far_disk", "the aircraft cannot read or write its disk"},
-    exit_code_row_t{exit_code::refused_state, "refused_state", "not now: another upgrade is under way, or one failed"},
+    exit_code_row_t{exit_code::refused_state, "refused_state", "not now: another transfer is under way, or one failed"},
     exit_code_row_t{exit_code::no_database, "no_database", "the aircraft has no database, or not so much of one"},
     exit_code_row_t{exit_code::protocol, "protocol", "an answer outside the protocol"},
     exit_code_row_t{exit_code::demo_failed, "demo_failed", "a step of the demonstration failed"},

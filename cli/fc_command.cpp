@@ -59,6 +59,17 @@ std::string bag_text(const peers::fc_event_t& event)
            std::to_string(event.items.size()) + " items, for " + address_text(event.peer);
 }
 
+std::string restriction_text(const peers::fc_event_t& event)
+{
+    if (event.places == 0) return "no restricted area";
+    const vela_tfr_item_t& area = event.area;
+    char text[160];
+    std::snprintf(text, sizeof text, "restricted area %u of %u: id %u, %s of %u m around %.6f, %.6f", event.place + 1u,
+                  event.places, area.area_id, area.point_num == 0 ? "circle" : "polygon", area.radius,
+                  area.center.lat * 1e-6, area.center.lng * 1e-6);
+    return text;
+}
+
 std::string text_of(const peers::fc_event_t& event)
 {
     using kind = peers::fc_event_kind;
@@ -85,6 +96,8 @@ std::string text_of(const peers::fc_event_t& event)
             return "subscription refused: " + bag_text(event);
         case kind::announcement:
             return "database announced: " + peers::version_text(event.heard.version);
+        case kind::restriction:
+            return restriction_text(event);
     }
     return peers::event_name(event.kind);
 }
@@ -97,6 +110,14 @@ json json_of(const peers::fc_event_t& event, double seconds)
         object["version"] = peers::version_text(event.heard.version);
         object["flags"] = event.heard.flags;
         object["number"] = event.heard.number;
+    } else if (event.kind == kind::restriction) {
+        object["place"] = event.place;
+        object["places"] = event.places;
+        object["area_id"] = uint32_t{event.area.area_id};
+        object["lat_e6"] = int32_t{event.area.center.lat};
+        object["lon_e6"] = int32_t{event.area.center.lng};
+        object["radius_m"] = uint16_t{event.area.radius};
+        object["corners"] = event.area.point_num;
     } else if (event.kind <= kind::motors_released) {
         object["requester"] = event.requester;
         object["requester_id"] = event.requester_id;
@@ -129,6 +150,7 @@ void print_summary(const context_t& context, peers::FlightController& controller
     const peers::bag_counts_t bags = controller.bags().counts();
     const std::vector<peers::motor_change_t> changes = controller.motors().changes();
     const auto announcement = controller.announcements().last();
+    const peers::restrictions_t restrictions = controller.restrictions().now();
     if (context.as_json) {
         json object = {{"seconds", seconds},
                        {"event", "summary"},
@@ -138,7 +160,9 @@ void print_summary(const context_t& context, peers::FlightController& controller
                        {"releases", motors.releases},
                        {"ignored", motors.ignored},
                        {"pushes", bags.pushed},
-                       {"pushes_refused", bags.refused}};
+                       {"pushes_refused", bags.refused},
+                       {"restriction_pushes", restrictions.pushes},
+                       {"restricted_areas", restrictions.ids()}};
         object["announcements"] = announcement ? announcement->number : 0;
         object["database"] = announcement ? json(peers::version_text(announcement->version)) : json();
         std::printf("%s\n", object.dump().c_str());
@@ -151,6 +175,8 @@ void print_summary(const context_t& context, peers::FlightController& controller
                 static_cast<unsigned long long>(bags.refused));
     std::printf("  database announced here: %s\n",
                 announcement ? peers::version_text(announcement->version).c_str() : "never");
+    std::printf("  restricted areas nearby: %u (%llu pushes)\n", restrictions.count,
+                static_cast<unsigned long long>(restrictions.pushes));
 }
 
 exit_code run(const context_t& context, const options_t& options)

@@ -1,4 +1,5 @@
-// Reading and writing whole files, with reasons when it does not work.
+#include "files.h"
+
 #include <unistd.h>
 
 #include <cerrno>
@@ -7,12 +8,17 @@
 #include <filesystem>
 #include <memory>
 
-#include "nfz_command.h"
+#include "nfz_file/nfz_file.h"
 
 namespace cli {
 namespace {
 
 using file_t = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+int keep_open(std::FILE*)
+{
+    return 0;
+}
 
 file_t open_file(const std::string& path, const char* mode)
 {
@@ -56,7 +62,7 @@ bool write_and_rename(const std::string& path, peers::bytes_view bytes)
 
 std::optional<std::vector<uint8_t>> read_file(const std::string& path, failure_t& failure)
 {
-    const file_t file = open_file(path, "rb");
+    const file_t file = path == "-" ? file_t(stdin, &keep_open) : open_file(path, "rb");
     if (!file) {
         failure = unreadable(path, std::strerror(errno));
         return std::nullopt;

@@ -21,12 +21,13 @@ std::string exit_code_help()
 int run(int argc, char** argv)
 {
     cli::context_t context;
-    CLI::App tool("Works with the flight service of an aircraft: databases, versions, the bus.", "vela");
+    CLI::App tool("Works with the flight service of an aircraft: databases, restrictions, versions, the bus.", "vela");
     tool.set_version_flag("--version", VELA_VERSION, "version of this tool");
     tool.require_subcommand(1);
     tool.footer(exit_code_help());
     cli::add_version_command(tool, context);
     cli::add_nfz_commands(tool, context);
+    cli::add_tfr_commands(tool, context);
     cli::add_fc_command(tool, context);
     cli::add_bus_commands(tool, context);
     cli::add_demo_command(tool, context);

@@ -5,64 +5,30 @@
 #include "bus_access.h"
 #include "console.h"
 #include "nfz_command.h"
-#include "units.h"
+#include "send_options.h"
 #include "upgrade_run.h"
 #include "version_run.h"
 
 namespace cli {
 namespace {
 
-struct options_t {
-    std::string file;
-    std::string as = "app/phone";
-    std::string rate;
-    double timeout_s = 1.0;
-    uint32_t tries = 5;
+struct options_t : send_options_t {
     bool unchecked = false;
     bool withdraw = false;
 };
 
-std::optional<peers::upgrade_options_t> upgrade_options(const options_t& options, failure_t& failure)
-{
-    peers::upgrade_options_t upgrade;
-    upgrade.reply_timeout_us = static_cast<uint32_t>(options.timeout_s * 1e6);
-    upgrade.tries = options.tries;
-    upgrade.withdraw_on_failure = options.withdraw;
-    if (options.rate.empty()) return upgrade;
-    const std::optional<uint64_t> rate = parse_size(options.rate);
-    if (rate && *rate > 0) {
-        upgrade.bytes_per_second = *rate;
-        return upgrade;
-    }
-    failure = {exit_code::usage, "--rate: \"" + options.rate + "\" is no rate",
-               "Write bytes a second, for example 512k"};
-    return std::nullopt;
-}
-
 json result_json(const options_t& options, const peers::nfz_report_t& file, const peers::upgrade_result_t& result)
 {
-    const double seconds = static_cast<double>(result.elapsed_us) / 1e6;
-    return {{"file", options.file},
-            {"version", peers::version_text(file.version)},
-            {"outcome", peers::outcome_name(result.outcome)},
-            {"stage", peers::stage_name(result.stage)},
-            {"service_code", result.code},
-            {"size", file.size},
-            {"bytes", result.bytes},
-            {"blocks", result.blocks},
-            {"resends", result.resends},
-            {"seconds", seconds},
-            {"bytes_per_second", seconds > 0 ? static_cast<double>(result.bytes) / seconds : 0}};
+    json object = {{"file", options.file}, {"version", peers::version_text(file.version)}};
+    object.update(transfer_json(result, file.size));
+    return object;
 }
 
 void print_text(const options_t& options, const peers::nfz_report_t& file, const peers::upgrade_result_t& result)
 {
-    const double seconds = static_cast<double>(result.elapsed_us) / 1e6;
     std::printf("%s %s: version %s is installed\n", styled(style::good, "✓").c_str(), options.file.c_str(),
                 peers::version_text(file.version).c_str());
-    std::printf("  %s in %s (%s), %u blocks, %u sent again\n", size_text(result.bytes).c_str(),
-                duration_text(seconds).c_str(), rate_text(static_cast<double>(result.bytes) / seconds).c_str(),
-                result.blocks, result.resends);
+    print_amounts(result, "blocks");
 }
 
 // The reason in the words of the service's side, the file and its version in front. `installed` may be empty.
@@ -92,8 +58,9 @@ exit_code run(const context_t& context, const options_t& options)
         return report(context, {exit_code::bad_input, options.file + ": no valid database: " + checked.reason,
                                 "Nothing was sent. `vela nfz inspect` shows the file; --unchecked sends it anyway."});
     }
-    const std::optional<peers::upgrade_options_t> upgrade = upgrade_options(options, failure);
-    if (!upgrade) return report(context, failure);
+    peers::upgrade_options_t upgrade;
+    upgrade.withdraw_on_failure = options.withdraw;
+    if (!apply(options, upgrade, failure)) return report(context, failure);
     const std::optional<peers::bus_name_t> name = bus_name(context.route, options.as);
     if (!name) return report(context, bad_bus_name(options.as));
     Waiter waiter;
@@ -101,7 +68,7 @@ exit_code run(const context_t& context, const options_t& options)
     const std::unique_ptr<peers::AppPeer> app = peers::AppPeer::open(*name, {}, error);
     if (!app) return report(context, explain_open_error(*name, error));
     ProgressBar bar("sending", context.as_json);
-    const peers::upgrade_result_t result = run_upgrade(app->upgrade(), std::move(*file), *upgrade, waiter, bar);
+    const peers::upgrade_result_t result = run_upgrade(app->upgrade(), std::move(*file), upgrade, waiter, bar);
     json details = result_json(options, checked, result);
     std::string installed;
     if (result.outcome == peers::upgrade_outcome::refused_older) installed = newer_version(*app, waiter);
@@ -124,16 +91,7 @@ void add_nfz_send(CLI::App& group, context_t& context)
     CLI::App* command = add_command(group, context, "send", "upgrade the database of the aircraft",
                                     "vela nfz send nfz.bin --rate 512k");
     const auto options = std::make_shared<options_t>();
-    command->add_option("file", options->file, "database file")->required();
-    add_route_option(*command, context);
-    add_as_option(*command, options->as);
-    command->add_option("--rate", options->rate, "at most so many bytes a second, for example 512k");
-    command->add_option("--timeout", options->timeout_s, "seconds to wait for an answer before sending again")
-        ->check(CLI::Range(0.05, 600.0))
-        ->capture_default_str();
-    command->add_option("--tries", options->tries, "sends of one request before giving up")
-        ->check(CLI::Range(1, 1000))
-        ->capture_default_str();
+    add_send_options(*command, context, *options, "database file");
     command->add_flag("--unchecked", options->unchecked, "send the file even if the service would discard it");
     command->add_flag("--withdraw", options->withdraw,
                       "when giving up half-way, make the service drop what it has at once");

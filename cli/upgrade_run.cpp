@@ -1,105 +1,17 @@
 #include "upgrade_run.h"
 
-#include <mutex>
-#include <optional>
-
-#include "common/clock.h"
+#include <utility>
 
 namespace cli {
-namespace {
-
-constexpr auto REDRAW = std::chrono::milliseconds(50);
-
-// What the callbacks leave for the main thread.
-class Mailbox {
-public:
-    void put(const peers::upgrade_progress_t& progress)
-    {
-        const std::lock_guard lock(mutex_);
-        progress_ = progress;
-        if (progress.bytes == progress.total) all_taken_us_ = peers::now_us();
-    }
-    void put(const peers::upgrade_result_t& result)
-    {
-        const std::lock_guard lock(mutex_);
-        result_ = result;
-    }
-    std::optional<peers::upgrade_result_t> result() const
-    {
-        const std::lock_guard lock(mutex_);
-        return result_;
-    }
-    peers::upgrade_progress_t progress() const
-    {
-        const std::lock_guard lock(mutex_);
-        return progress_;
-    }
-    uint64_t all_taken_us() const
-    {
-        const std::lock_guard lock(mutex_);
-        return all_taken_us_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    peers::upgrade_progress_t progress_ = {};
-    std::optional<peers::upgrade_result_t> result_;
-    uint64_t all_taken_us_ = 0;
-};
-
-void show(ProgressBar& bar, const peers::upgrade_progress_t& progress)
-{
-    if (progress.total > 0) bar.show(progress.bytes, progress.total, static_cast<double>(progress.elapsed_us) / 1e6);
-}
-
-}  // namespace
 
 peers::upgrade_result_t run_upgrade(peers::UpgradeSender& sender, std::vector<uint8_t> database,
                                     const peers::upgrade_options_t& options, Waiter& waiter, ProgressBar& bar,
                                     uint64_t* at_all_taken_us)
 {
-    // Shared with the callbacks: a last progress report may come after the result.
-    const auto mailbox = std::make_shared<Mailbox>();
-    peers::upgrade_job_t job = {std::move(database), options,
-                                [mailbox](const peers::upgrade_progress_t& progress) { mailbox->put(progress); },
-                                [mailbox, &waiter](const peers::upgrade_result_t& result) {
-                                    mailbox->put(result);
-                                    waiter.notify();
-                                }};
-    sender.begin(std::move(job));
-    while (!mailbox->result()) {
-        if (waiter.wait(REDRAW) == wake::interrupted) sender.cancel();
-        show(bar, mailbox->progress());
-    }
-    bar.clear();
-    if (at_all_taken_us != nullptr) *at_all_taken_us = mailbox->all_taken_us();
-    return *mailbox->result();
-}
-
-exit_code exit_code_of(peers::upgrade_outcome outcome)
-{
-    switch (outcome) {
-        case peers::upgrade_outcome::done:
-            return exit_code::ok;
-        case peers::upgrade_outcome::unreachable:
-        case peers::upgrade_outcome::no_answer:
-            return exit_code::unreachable;
-        case peers::upgrade_outcome::refused_older:
-            return exit_code::refused_older;
-        case peers::upgrade_outcome::refused_state:
-            return exit_code::refused_state;
-        case peers::upgrade_outcome::verification:
-            return exit_code::verification;
-        case peers::upgrade_outcome::far_disk:
-            return exit_code::far_disk;
-        case peers::upgrade_outcome::bad_database:
-            return exit_code::bad_input;
-        case peers::upgrade_outcome::unexpected:
-            return exit_code::protocol;
-        case peers::upgrade_outcome::cancelled:
-            return exit_code::interrupted;
-    }
-    return exit_code::unexpected;
+    const auto begin = [&](transfer_progress_fn progress, transfer_done_fn done) {
+        return sender.begin({std::move(database), options, std::move(progress), std::move(done)});
+    };
+    return run_transfer(sender, begin, waiter, bar, at_all_taken_us);
 }
 
 }  // namespace cli

@@ -4,9 +4,7 @@
 #include <vector>
 
 #include "app/upgrade_sender.h"
-#include "console.h"
-#include "exit_codes.h"
-#include "waiter.h"
+#include "transfer_run.h"
 
 namespace cli {
 
@@ -15,7 +13,5 @@ namespace cli {
 peers::upgrade_result_t run_upgrade(peers::UpgradeSender& sender, std::vector<uint8_t> database,
                                     const peers::upgrade_options_t& options, Waiter& waiter, ProgressBar& bar,
                                     uint64_t* at_all_taken_us = nullptr);
-
-exit_code exit_code_of(peers::upgrade_outcome outcome);
 
 }  // namespace cli

@@ -11,6 +11,7 @@
 #include "flight_timer/flight_timer.h"
 #include "flight_v1/flight_v1.h"
 #include "nfz_data_upgrade/nfz_data_upgrade.h"
+#include "nfz_tfr/nfz_tfr.h"
 
 int main()
 {
@@ -31,6 +32,8 @@ int main()
     puts("dbi_init");
     upgrade_init();
     puts("upgrade_init");
+    tfr_init();
+    puts("tfr_init");
 
     for (;;)
         sleep(1);

@@ -38,7 +38,7 @@ double service_run::wait_until_up()
 {
     std::string printed;
     char piece[256];
-    while (printed.find("upgrade_init\n") == std::string::npos) {
+    while (printed.find("tfr_init\n") == std::string::npos) {
         const ssize_t length = read(output_, piece, sizeof piece);
         if (length <= 0) {
             std::fputs("the service ended before it was up\n", stderr);

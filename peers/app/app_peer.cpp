@@ -5,7 +5,10 @@
 namespace peers {
 
 AppPeer::AppPeer(std::unique_ptr<BusEndpoint> endpoint, std::function<void(const announcement_t&)> heard)
-    : endpoint_(std::move(endpoint)), announcements_(*endpoint_, std::move(heard)), upgrade_(*endpoint_)
+    : endpoint_(std::move(endpoint)),
+      announcements_(*endpoint_, std::move(heard)),
+      upgrade_(*endpoint_),
+      restrictions_(*endpoint_)
 {
 }
 

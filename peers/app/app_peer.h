@@ -1,9 +1,10 @@
-// The mobile app on the bus: sends database upgrades and hears which database the aircraft announces.
+// The mobile app on the bus: sends database upgrades and restrictions, and hears which database the aircraft announces.
 #pragma once
 
 #include <functional>
 #include <memory>
 
+#include "app/tfr_sender.h"
 #include "app/upgrade_sender.h"
 #include "common/announcement.h"
 #include "common/bus_endpoint.h"
@@ -18,6 +19,7 @@ public:
     ~AppPeer() { endpoint_->stop(); }
 
     UpgradeSender& upgrade() { return upgrade_; }
+    TfrSender& restrictions() { return restrictions_; }
     const AnnouncementListener& announcements() const { return announcements_; }
     BusEndpoint& endpoint() { return *endpoint_; }
 
@@ -27,6 +29,7 @@ private:
     const std::unique_ptr<BusEndpoint> endpoint_;
     AnnouncementListener announcements_;
     UpgradeSender upgrade_;
+    TfrSender restrictions_;
 };
 
 }  // namespace peers

@@ -1,7 +1,5 @@
 #include "app/upgrade_result.h"
 
-#include <cerrno>
-
 #include "flight_v1_wire.h"
 #include "upgrade_wire.h"
 
@@ -64,52 +62,6 @@ code_meaning_t explain_state(upgrade_stage stage)
 
 }  // namespace
 
-const char* outcome_name(upgrade_outcome outcome)
-{
-    switch (outcome) {
-        case upgrade_outcome::done:
-            return "done";
-        case upgrade_outcome::unreachable:
-            return "unreachable";
-        case upgrade_outcome::no_answer:
-            return "no_answer";
-        case upgrade_outcome::refused_older:
-            return "refused_older";
-        case upgrade_outcome::refused_state:
-            return "refused_state";
-        case upgrade_outcome::verification:
-            return "verification";
-        case upgrade_outcome::far_disk:
-            return "far_disk";
-        case upgrade_outcome::bad_database:
-            return "bad_database";
-        case upgrade_outcome::unexpected:
-            return "unexpected";
-        case upgrade_outcome::cancelled:
-            return "cancelled";
-    }
-    return "unknown";
-}
-
-const char* stage_name(upgrade_stage stage)
-{
-    switch (stage) {
-        case upgrade_stage::idle:
-            return "idle";
-        case upgrade_stage::entry:
-            return "entry";
-        case upgrade_stage::start:
-            return "start";
-        case upgrade_stage::blocks:
-            return "blocks";
-        case upgrade_stage::end:
-            return "end";
-        case upgrade_stage::withdraw:
-            return "withdraw";
-    }
-    return "unknown";
-}
-
 code_meaning_t explain_code(upgrade_stage stage, uint8_t code)
 {
     if (code == UPGRADE_RET_STATE) return explain_state(stage);
@@ -118,25 +70,6 @@ code_meaning_t explain_code(upgrade_stage stage, uint8_t code)
     }
     return {upgrade_outcome::unexpected, "the service answered with a result code that this app does not know",
             "Compare the versions of app and service."};
-}
-
-code_meaning_t explain_silence(kest_result_t result)
-{
-    switch (result) {
-        case -ETIMEDOUT:
-            return {upgrade_outcome::no_answer, "the service does not answer",
-                    "It is running but stuck or overloaded: look at its log, then send again."};
-        case -ENOENT:
-        case -ECONNREFUSED:
-            return {upgrade_outcome::unreachable, "the service is not running: nobody listens at its address",
-                    "Start vela_flight, then send again."};
-        case -EHOSTUNREACH:
-            return {upgrade_outcome::unreachable, "the route configuration has no address for the upgrade endpoint",
-                    "Add service \"flight_service\", endpoint \"flight_nfz_upgrade\" to it."};
-        default:
-            return {upgrade_outcome::unreachable, "the bus refuses to carry messages to the service",
-                    "Check the permissions of the bus directory and the \"allow\" entries of the route configuration."};
-    }
 }
 
 }  // namespace peers

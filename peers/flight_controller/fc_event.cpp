@@ -27,6 +27,8 @@ const char* event_name(fc_event_kind kind)
             return "bag_refused";
         case fc_event_kind::announcement:
             return "announcement";
+        case fc_event_kind::restriction:
+            return "restriction";
     }
     return "unknown";
 }

@@ -8,6 +8,7 @@
 
 #include "common/announcement.h"
 #include "common/nfz_version.h"
+#include "tfr_wire.h"
 
 namespace peers {
 
@@ -23,6 +24,7 @@ enum class fc_event_kind {
     bag_rate_changed,
     bag_refused,  // unknown items, no rate, or no room
     announcement,
+    restriction,  // a restricted area, or that there is none any more
 };
 
 const char* event_name(fc_event_kind kind);  // for example "motors_held"
@@ -41,6 +43,10 @@ struct fc_event_t {
     std::vector<uint32_t> items = {};
     // Announcements.
     announcement_t heard = {};
+    // Restrictions: place among `places` kept, nearest first; no area when `places` is 0.
+    uint8_t place = 0;
+    uint8_t places = 0;
+    vela_tfr_item_t area = {};
 };
 
 using fc_event_fn = std::function<void(const fc_event_t&)>;

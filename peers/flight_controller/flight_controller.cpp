@@ -51,7 +51,8 @@ FlightController::FlightController(std::unique_ptr<BusEndpoint> endpoint, const 
       motors_(*endpoint_, happened),
       bags_(*endpoint_, happened),
       announcements_(*endpoint_, as_event(happened)),
-      reader_(*endpoint_)
+      reader_(*endpoint_),
+      restrictions_(*endpoint_, happened)
 {
     answer_who_it_is();
 }

@@ -1,5 +1,5 @@
 // A simulated flight controller on the bus: it says who it is, holds the motors when asked to, pushes subscribed data,
-// takes announcements and reads the no-fly-zone database back.
+// takes announcements and restricted areas, and reads the no-fly-zone database back.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,7 @@
 #include "flight_controller/database_reader.h"
 #include "flight_controller/fc_event.h"
 #include "flight_controller/motor_interlock.h"
+#include "flight_controller/restriction_store.h"
 
 namespace peers {
 
@@ -32,6 +33,7 @@ public:
     MotorInterlock& motors() { return motors_; }
     BagPublisher& bags() { return bags_; }
     DatabaseReader& reader() { return reader_; }
+    const RestrictionStore& restrictions() const { return restrictions_; }
     const AnnouncementListener& announcements() const { return announcements_; }
     BusEndpoint& endpoint() { return *endpoint_; }
 
@@ -45,6 +47,7 @@ private:
     BagPublisher bags_;
     AnnouncementListener announcements_;
     DatabaseReader reader_;
+    RestrictionStore restrictions_;
 };
 
 }  // namespace peers

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "common/digest.h"
 #include "flight_v1_wire.h"
-#include "nfz_file/nfz_file.h"
 
 namespace peers {
 namespace {

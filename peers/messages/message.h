@@ -65,5 +65,6 @@ std::span<const message_t> version_messages();
 std::span<const message_t> upgrade_messages();
 std::span<const message_t> motor_messages();
 std::span<const message_t> bag_messages();
+std::span<const message_t> tfr_messages();
 
 }  // namespace peers

@@ -6,7 +6,8 @@ namespace peers {
 
 std::span<const std::span<const message_t>> message_groups()
 {
-    static const std::array groups = {version_messages(), upgrade_messages(), motor_messages(), bag_messages()};
+    static const std::array groups = {version_messages(), upgrade_messages(), motor_messages(), bag_messages(),
+                                      tfr_messages()};
     return groups;
 }
 

@@ -1,21 +1,16 @@
 // The no-fly-zone database file: building one, and judging one as the service does when it starts.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "common/digest.h"
 #include "common/nfz_version.h"
 #include "common/records.h"
 #include "upgrade_wire.h"
 
 namespace peers {
-
-using md5_digest_t = std::array<uint8_t, NFZ_MD5_SIZE>;
-
-md5_digest_t md5_of(bytes_view bytes);
-std::string hex_text(bytes_view bytes);  // lower case, no separators
 
 // Leading bytes, head and digest: the smallest file is one without content.
 inline constexpr uint64_t NFZ_CONTENT_OFFSET = NFZ_HEAD_OFFSET + sizeof(nfz_bin_header_t);

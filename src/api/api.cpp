@@ -8,10 +8,12 @@
 #include "flight_version/flight_version.h"
 #include "nfz_data_upgrade/upgrade_api/src/upgrade_api.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_flight_v1.h"
+#include "nfz_tfr/tfr_api/src/tfr_update.h"
 
 static constexpr flight_map_table_t cmd_map_table[] = {
     {SET_COMMON, ID_GET_VERSION, get_flight_version},
     {SET_FLIGHT_CONTROLLER, ID_DB_BAG_PUSH, fc_event_cb_receive_fmu},
+    {SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, nfz_tfr_update},
 };
 
 static constexpr flight_map_table_t upgrade_cmd_map_table[] = {

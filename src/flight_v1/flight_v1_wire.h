@@ -38,9 +38,11 @@ inline constexpr uint8_t ID_DB_BAG_RESET = 0x15;
 inline constexpr uint8_t ID_DB_BAG_DELETE = 0x16;
 inline constexpr uint8_t ID_DB_BAG_UPDATE_FREQ = 0x17;
 inline constexpr uint8_t ID_DB_BAG_PUSH = 0xc1;
+inline constexpr uint8_t ID_TFR_UPDATE = 0xcd;
 inline constexpr uint8_t ID_FLYLIMIT_VERSION = 0xce;
 inline constexpr uint8_t ID_REGISTER_MOTOR_ERR = 0xea;
 inline constexpr uint8_t ID_SET_MOTOR_ERR = 0xec;
 
 inline constexpr uint8_t SET_FLYLIMIT = 0x1f;
 inline constexpr uint8_t ID_NFZ_READ = 0x11;
+inline constexpr uint8_t ID_TFR_PUSH = 0x12;

@@ -7,6 +7,7 @@
 #include "db_bag_wire.h"
 #include "flight_v1_wire.h"
 #include "flight_version_wire.h"
+#include "tfr_wire.h"
 #include "upgrade_wire.h"
 
 namespace {
@@ -38,6 +39,32 @@ TEST(Messages, ShowNamesUnitsAndMeanings)
     const upgrade_flylimit_version_push_t announced = {{1, 0, 0, 2}, 0, FLYLIMIT_USE_FLIGHT_UPDATE_DYNAMIC, {}};
     EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, false, peers::bytes_of(announced), HOST_APP),
                 HasSubstr("static_db_version=2.0.0.1"));
+}
+
+TEST(Messages, RestrictionsShowTheirTransferAndTheirPush)
+{
+    const uint8_t fragment[] = {UPDATE_DATA, 3, 0, 0xe8, 3, 0, 0, 2, 0xab, 0xcd};
+    EXPECT_EQ(line(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, false, fragment, HOST_FLIGHT_SERVICE),
+              "tfr_transfer: type=1 (fragment)  pkg_seq=3  pkg_size=1000 bytes  data_size=2 bytes  data=abcd");
+
+    update_tfr_rsp_t next = {TFR_UPDATE_SEQ_NOT_CONTINUE, TFR_NEXT_SET, {}};
+    next.seq = 260;
+    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, true, peers::bytes_of(next), HOST_FLIGHT_SERVICE),
+                HasSubstr("ack=1 (another fragment is expected)  type=1 (next fragment)  uid=0401"));
+    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, true, peers::bytes_of(next), HOST_FLIGHT_SERVICE),
+                HasSubstr("seq=260"));
+
+    vela_flight_push_tfr_t push = {{}, 3, 1, {}};
+    push.tfr_data.area_id = 1001;
+    push.tfr_data.points[0] = {-1, 2};
+    push.tfr_data.center.lat = 48137154;
+    push.tfr_data.radius = 500;
+    push.tfr_data.end_at = UINT32_MAX;
+    const std::string text = line(SET_FLYLIMIT, ID_TFR_PUSH, false, peers::bytes_of(push), HOST_FLIGHT_CONTROLLER);
+    EXPECT_THAT(text, HasSubstr("num=3  idx=1  area_id=1001"));
+    EXPECT_THAT(text, HasSubstr("points=[-1 2 0"));
+    EXPECT_THAT(text, HasSubstr("center.lat=48137154 1e-6 deg  radius=500 m"));
+    EXPECT_THAT(text, HasSubstr("end_at=4294967295 s"));
 }
 
 // One id, three servers, three answers.

@@ -236,6 +236,15 @@ peers::upgrade_result_t upgraded(peers::AppPeer& app, std::vector<uint8_t> datab
     return box.take();
 }
 
+peers::transfer_result_t delivered(peers::AppPeer& app, std::vector<uint8_t> file, const peers::tfr_options_t& options)
+{
+    Box<peers::transfer_result_t> box;
+    EXPECT_EQ(app.restrictions().begin(
+                  {std::move(file), options, {}, [&](const peers::transfer_result_t& result) { box.put(result); }}),
+              0);
+    return box.take();
+}
+
 peers::read_result_t read_back(peers::DatabaseReader& reader, peers::read_job_t job)
 {
     Box<peers::read_result_t> box;

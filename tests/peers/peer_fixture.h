@@ -91,5 +91,8 @@ private:
 peers::upgrade_result_t upgraded(peers::AppPeer& app, std::vector<uint8_t> database,
                                  const peers::upgrade_options_t& options);
 
+// Runs one delivery of restrictions and waits for its result.
+peers::transfer_result_t delivered(peers::AppPeer& app, std::vector<uint8_t> file, const peers::tfr_options_t& options);
+
 // Reads and waits for the result.
 peers::read_result_t read_back(peers::DatabaseReader& reader, peers::read_job_t job);

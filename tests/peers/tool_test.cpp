@@ -9,6 +9,7 @@
 
 #include "exit_codes.h"
 #include "peer_fixture.h"
+#include "tfr_keeper.h"
 #include "units.h"
 #include "watch_filter.h"
 
@@ -104,17 +105,95 @@ TEST(Tool, SendsAndReadsBack)
     EXPECT_EQ(vela("nfz read" + route).code, exit_code::verification);
     service.answer_end(UPGRADE_RET_FILE_MD5);
     EXPECT_EQ(vela("nfz send " + sent + route).code, exit_code::verification);
-    service.on_data(service.block_numbers().size() > 0 ? static_cast<uint32_t>(service.block_numbers().size()) : 0,
+    service.on_data(static_cast<uint32_t>(service.block_numbers().size()),
                     {.take = false, .code = UPGRADE_RET_NOT_NEWER});
     const outcome_t older = vela("nfz send " + sent + route);
     EXPECT_EQ(older.code, exit_code::refused_older);
     EXPECT_THAT(older.text, HasSubstr("newer database"));
 }
 
+TEST(Tool, RestrictionsGoThroughTheToolByteForByte)
+{
+    const Bus bus;
+    const std::string file = bus.directory() + "/tfr.bin";
+    const std::string again = bus.directory() + "/again.bin";
+    const outcome_t made = vela("tfr make " SAMPLE_AREAS " -o " + file);
+    EXPECT_EQ(made.code, exit_code::ok);
+    EXPECT_THAT(made.text, HasSubstr("6 areas (3 circles, 3 polygons)"));
+    EXPECT_THAT(made.text, HasSubstr("computed from the corners"));
+    EXPECT_EQ(vela("tfr inspect " + file + " --geojson | " VELA_PROGRAM " tfr make - -o " + again).code, exit_code::ok);
+    EXPECT_EQ(read_text(again), read_text(file));
+    const std::string uid = "000102030405060708090a0b0c0d0e0f";
+    EXPECT_EQ(vela("tfr make " SAMPLE_AREAS " -o " + file + " --uid " + uid).code, exit_code::ok);
+    vela("tfr inspect " + file + " --geojson | " VELA_PROGRAM " tfr make - -o " + again);
+    EXPECT_EQ(read_text(again), read_text(file)) << "with a uid of its own";
+    const auto shown = cli::json::parse(vela("tfr inspect --json " + file).text);
+    EXPECT_EQ(shown["uid"], uid);
+    EXPECT_EQ(shown["areas"].size(), 6u);
+    EXPECT_EQ(shown["areas"][4]["radius"], 3200);
+
+    const auto nearest = cli::json::parse(vela("tfr nearest " + file + " 48.137154 11.576124 --json").text);
+    EXPECT_EQ(nearest["nearest"].size(), 5u);
+    EXPECT_EQ(nearest["nearest"][0]["id"], 260701);
+    EXPECT_NEAR(nearest["nearest"][0]["distance"].get<double>(), -849, 1) << "50 m east of its center";
+    EXPECT_THAT(vela("tfr nearest " + file + " -48 -11.5").text, HasSubstr("at -48.000000, -11.500000"));
+}
+
+TEST(Tool, SendsRestrictionsOnce)
+{
+    const Bus bus;
+    TfrKeeper service(bus);
+    const std::string file = bus.directory() + "/tfr.bin";
+    const std::string send = "tfr send " + file + " --route " + bus.routes();
+    vela("tfr make " SAMPLE_AREAS " -o " + file);
+    const outcome_t first = vela(send);
+    EXPECT_EQ(first.code, exit_code::ok);
+    EXPECT_THAT(first.text, HasSubstr("2 fragments, 0 sent again"));
+    EXPECT_EQ(service.file().size(), read_text(file).size());
+    EXPECT_EQ(cli::json::parse(vela(send + " --json").text)["already_there"], true);
+    EXPECT_THAT(vela(send).text, HasSubstr("nothing was sent"));
+    service.on(9, {.ack = TFR_UPDATE_MD5_CHECK_FAIL});
+    const outcome_t refused = vela(send + " --force --json");
+    EXPECT_EQ(service.story(), "s 0 1 f s s s 0 1 f");
+    EXPECT_EQ(refused.code, exit_code::verification);
+    EXPECT_EQ(cli::json::parse(refused.text)["service_code"], TFR_UPDATE_MD5_CHECK_FAIL);
+    EXPECT_EQ(vela(send + " --rate 0").code, exit_code::usage);
+    EXPECT_EQ(vela(send + " --as nobody").code, exit_code::usage);
+}
+
+TEST(Tool, RestrictionsThatAreNoneAreSaidAndWriteNothing)
+{
+    const Bus bus;
+    const std::string text = bus.directory() + "/areas.geojson";
+    const std::string file = bus.directory() + "/tfr.bin";
+    std::ofstream(text) << R"({"type": "FeatureCollection", "features": [{"type": "Feature", "properties": {"id": -1},
+        "geometry": {"type": "Point", "coordinates": [200, 0]}}]})";
+    const outcome_t refused = vela("tfr make " + text + " -o " + file);
+    EXPECT_EQ(refused.code, exit_code::bad_input);
+    EXPECT_THAT(refused.text, HasSubstr("5 problems\n  feature 1: \"id\" is -1"));
+    EXPECT_FALSE(std::ifstream(file).good());
+    const auto listed = cli::json::parse(vela("tfr make " + text + " -o " + file + " --json").text);
+    EXPECT_EQ(listed["problems"].size(), 5u);
+    EXPECT_EQ(listed["problems"][0]["feature"], 1);
+    std::ofstream(text) << "{\n\n,";
+    EXPECT_THAT(vela("tfr make " + text + " -o " + file).text, HasSubstr("areas.geojson:3:1: syntax error"));
+
+    EXPECT_EQ(vela("tfr make " SAMPLE_AREAS " -o " + file + " --uid 12").code, exit_code::usage);
+    vela("tfr make " SAMPLE_AREAS " -o " + file);
+    std::ofstream(file, std::ios::app) << "x";
+    for (const char* command : {"inspect ", "nearest ", "send --route /no/such/file "}) {
+        const std::string position = *command == 'n' ? " 0 0" : "";
+        EXPECT_EQ(vela("tfr " + std::string(command) + file + position).code, exit_code::bad_input) << command;
+    }
+    std::ofstream(file).seekp(65536 * 255) << "x";
+    EXPECT_THAT(vela("tfr send --unchecked " + file).text, HasSubstr("65536 fragments of 255 bytes"));
+}
+
 TEST(Tool, EveryHelpHasAnExample)
 {
-    for (const char* command : {"", "version", "nfz", "nfz make", "nfz inspect", "nfz send", "nfz read", "fc", "bus",
-                                "bus watch", "bus stats", "demo"}) {
+    for (const char* command :
+         {"", "version", "nfz", "nfz make", "nfz inspect", "nfz send", "nfz read", "tfr", "tfr make", "tfr inspect",
+          "tfr send", "tfr nearest", "fc", "bus", "bus watch", "bus stats", "demo"}) {
         const outcome_t help = vela(std::string(command) + " --help");
         EXPECT_EQ(help.code, exit_code::ok) << command;
         EXPECT_THAT(help.text, HasSubstr("Example: ")) << command;

@@ -6,7 +6,6 @@
 namespace {
 
 using peers::upgrade_outcome;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

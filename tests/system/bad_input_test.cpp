@@ -30,28 +30,31 @@ TEST_F(BadInput, EveryHandlerTakesEveryPayloadLength)
         size_t reply;
     } const handlers[] = {
         {HOST_FLIGHT_SERVICE, 0x00, 0x01, 61}, {HOST_FLIGHT_SERVICE, 0x03, 0xc1, 0},
-        {HOST_NFZ_UPGRADE, 0x00, 0x01, 30},    {HOST_NFZ_UPGRADE, 0x00, 0x07, 3},
-        {HOST_NFZ_UPGRADE, 0x00, 0x08, 71},    {HOST_NFZ_UPGRADE, 0x00, 0x09, 5},
-        {HOST_NFZ_UPGRADE, 0x00, 0x0b, 1},     {HOST_NFZ_UPGRADE, 0x00, 0x0c, 6},
-        {HOST_NFZ_UPGRADE, 0x1f, 0x11, 275},   {HOST_NFZ_UPGRADE, 0x03, 0xea, 0},
+        {HOST_FLIGHT_SERVICE, 0x03, 0xcd, 18}, {HOST_NFZ_UPGRADE, 0x00, 0x01, 30},
+        {HOST_NFZ_UPGRADE, 0x00, 0x07, 3},     {HOST_NFZ_UPGRADE, 0x00, 0x08, 71},
+        {HOST_NFZ_UPGRADE, 0x00, 0x09, 5},     {HOST_NFZ_UPGRADE, 0x00, 0x0b, 1},
+        {HOST_NFZ_UPGRADE, 0x00, 0x0c, 6},     {HOST_NFZ_UPGRADE, 0x1f, 0x11, 275},
+        {HOST_NFZ_UPGRADE, 0x03, 0xea, 0},
     };
     Hand hand;
-    std::mt19937 random(20261124);
-    for (const auto& [host, set, id, expected] : handlers) {
+    std::mt19937 random(20261124);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same payloads in every run
+    for (const auto& handler : handlers) {
         for (size_t length = 0; length <= KEST_EVENT_MAX_PAYLOAD; length += length < 300 ? 1 : 59) {
             bytes_t payload(length);
             for (uint8_t& byte : payload)
                 byte = static_cast<uint8_t>(random());
-            SCOPED_TRACE(testing::Message() << std::hex << int{set} << "/" << int{id} << std::dec << " " << length);
-            if (expected == 0) {
+            SCOPED_TRACE(testing::Message()
+                         << std::hex << int{handler.set} << "/" << int{handler.id} << std::dec << " " << length);
+            if (handler.reply == 0) {
                 // No reply sets the pace here: a full queue is waited out.
-                ASSERT_TRUE(within(2s, [&] { return hand.endpoint().send(host, set, id, payload) == 0; }));
+                ASSERT_TRUE(within(
+                    2s, [&] { return hand.endpoint().send(handler.host, handler.set, handler.id, payload) == 0; }));
                 continue;
             }
-            const bytes_t reply = hand.ask(host, set, id, payload);
-            const bool range = id == 0x11 && !reply.empty() && reply[0] == PROFILE_RET_OK;
+            const bytes_t reply = hand.ask(handler.host, handler.set, handler.id, payload);
+            const bool range = handler.id == 0x11 && !reply.empty() && reply[0] == PROFILE_RET_OK;
             if (!range) {
-                ASSERT_EQ(reply.size(), expected);
+                ASSERT_EQ(reply.size(), handler.reply);
             }
         }
     }

@@ -165,7 +165,7 @@ void Stage::starts_service()
 {
     service.start();
     // The upgrade client answers before the start-up check is over, which may still make the file system read-only.
-    ASSERT_TRUE(within(20s, [&] { return service.output().find("upgrade_init\n") != std::string::npos; }));
+    ASSERT_TRUE(within(20s, [&] { return service.output().find("tfr_init\n") != std::string::npos; }));
     Hand probe("factory", "station");
     ASSERT_TRUE(within(20s, [&] { return probe.ask(HOST_NFZ_UPGRADE, 0, ID_GET_VERSION, {}, 1s).size() == 30; }))
         << service.log();
@@ -198,6 +198,16 @@ peers::upgrade_result_t Stage::app_sends(peers::AppPeer& app, const bytes_t& dat
     const auto ended = result.wait(60s);
     EXPECT_TRUE(ended.has_value()) << "the upgrade hangs";
     return ended.value_or(peers::upgrade_result_t{});
+}
+
+peers::transfer_result_t Stage::app_delivers(peers::AppPeer& app, const bytes_t& file)
+{
+    Mailbox<peers::transfer_result_t> result;
+    const auto done = [&](const peers::transfer_result_t& ended) { result.put(ended); };
+    EXPECT_EQ(app.restrictions().begin({file, {}, {}, done}), 0);
+    const auto ended = result.wait(60s);
+    EXPECT_TRUE(ended.has_value()) << "the delivery hangs";
+    return ended.value_or(peers::transfer_result_t{});
 }
 
 void Stage::expect_next_upgrade_works(Hand& hand, uint32_t version)

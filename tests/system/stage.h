@@ -92,6 +92,8 @@ protected:
     peers::upgrade_result_t app_sends(peers::AppPeer& app, const bytes_t& database,
                                       const peers::upgrade_options_t& options = {});
 
+    peers::transfer_result_t app_delivers(peers::AppPeer& app, const bytes_t& file);
+
     // A later upgrade works: entry to end are all taken, the file is the database, and it is served.
     void expect_next_upgrade_works(Hand& hand, uint32_t version);
 

@@ -5,18 +5,17 @@
 #include "stage.h"
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 class StartUp : public Stage {};
 
 static constexpr const char* START_LINES =
-    "flight_time_init\nflight_log_init\nflight_v1_init\napi_init\ndbi_init\nupgrade_init\n";
+    "flight_time_init\nflight_log_init\nflight_v1_init\napi_init\ndbi_init\nupgrade_init\ntfr_init\n";
 
 TEST_F(StartUp, LinesInOrderAndTheSubscriptionOnTheBus)
 {
     const auto controller = flight_controller();
     starts_service();
-    EXPECT_EQ(service.output(), START_LINES);
+    EXPECT_TRUE(within(5s, [&] { return service.output() == START_LINES; })) << service.output();
     EXPECT_THAT(service.log(), HasSubstr("vela_flight version: 0-0-0-15\n"));
     EXPECT_TRUE(within(3s, [&] { return tap->sent(HOST_FLIGHT_CONTROLLER, 0x03, ID_DB_BAG_PUSH).size() > 20; }));
     const auto adds = tap->sent(HOST_FLIGHT_SERVICE, 0x03, ID_DB_BAG_ADD);

@@ -5,6 +5,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 
 Tap::Tap() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
@@ -13,7 +14,7 @@ Tap::Tap() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, "/run/tarn/tap.sock");
     unlink(address.sun_path);
-    bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) std::perror("the tap");
     thread_ = std::thread([this] { collect(); });
 }
 

@@ -5,7 +5,6 @@
 #include "stage.h"
 
 using testing::Each;
-using testing::ElementsAreArray;
 using testing::HasSubstr;
 
 class UpgradeStory : public Stage {

@@ -14,22 +14,28 @@ static constexpr uint32_t PIECE = 32768;
 
 int calculate_md5_from_file(const char* path, uint32_t length, uint8_t* out, uint32_t out_len)
 {
+    const scoped_fd file(file_open_read(path));
+    return calculate_md5_from_fd(file.get(), length, out, out_len);
+}
+
+int calculate_md5_from_fd(int fd, uint32_t length, uint8_t* out, uint32_t out_len)
+{
     static constexpr const char* tag = "calculate_md5_from_file";
     if (out_len < MD5_DIGEST_LENGTH) {
         nfz_upgrade_log(tag, "required data_len greater than des_max_len\n");
         return -1;
     }
-    const scoped_fd file(file_open_read(path));
-    if (!file.is_open()) {
+    if (fd < 0) {
         nfz_upgrade_log(tag, "ERROR: %s\n", strerror(errno));
         return -1;
     }
     MD5_CTX context;
     MD5Init(&context);
     uint8_t piece[PIECE];
+    file_seek(fd, 0);
     for (uint32_t left = length; left > 0;) {
         const uint32_t wanted = std::min(left, PIECE);
-        if (file_read(file.get(), piece, wanted) != wanted) {
+        if (file_read(fd, piece, wanted) != wanted) {
             nfz_upgrade_log(tag, "read nfz data not complete\n");
             return -1;
         }

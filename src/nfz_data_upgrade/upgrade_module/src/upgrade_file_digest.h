@@ -8,6 +8,9 @@
 // when the file does not hold that many bytes; `out` is then untouched.
 int calculate_md5_from_file(const char* path, uint32_t length, uint8_t* out, uint32_t out_len);
 
+// The same of a file that is open already: `fd` as open() gave it, a negative one with errno.
+int calculate_md5_from_fd(int fd, uint32_t length, uint8_t* out, uint32_t out_len);
+
 // Reads `length` bytes at `offset` into `buf` of `buf_len` bytes. 0, or -1 (logged).
 int read_nfz_data_file(const char* path, uint32_t offset, uint32_t length, uint8_t* buf, uint32_t buf_len);
 

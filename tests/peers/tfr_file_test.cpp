@@ -1,0 +1,281 @@
+// Files of restrictions: from GeoJSON and back, and judged as the service reads them.
+#include "tfr_file/tfr_file.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "tfr_file/tfr_circle.h"
+#include "tfr_file/tfr_geojson.h"
+#include "tfr_file/tfr_remarks.h"
+#include "tfr_file/utc_time.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+vela_tfr_item_t area_of(uint32_t id, uint8_t corners)
+{
+    vela_tfr_item_t area = {};
+    area.area_id = id;
+    area.point_num = corners;
+    for (uint8_t i = 0; i < corners; i++)
+        area.points[i] = {11'000'000 + i * 1000, 48'000'000 - i * 1000};
+    area.center = {11'000'000, 48'000'000};
+    area.radius = 5000;
+    area.end_at = 100;
+    return area;
+}
+
+// Any file that the format can say, positions on earth.
+peers::tfr_recipe_t random_recipe(std::mt19937& engine)
+{
+    const auto random = [&] { return static_cast<uint32_t>(engine()); };
+    const auto position = [&] {
+        return vela_tfr_gps{std::uniform_int_distribution(-180'000'000, 180'000'000)(engine),
+                            std::uniform_int_distribution(-90'000'000, 90'000'000)(engine)};
+    };
+    peers::tfr_recipe_t recipe;
+    recipe.type = static_cast<uint8_t>(random());
+    for (uint32_t left = random() % 40; left > 0; left--) {
+        vela_tfr_item_t area = area_of(random(), static_cast<uint8_t>(random() % 11));
+        for (uint8_t i = 0; i < area.point_num; i++)
+            area.points[i] = position();
+        area.center = position();
+        area.radius = static_cast<uint16_t>(random());
+        area.shape = static_cast<uint8_t>(random());
+        area.area_level = static_cast<uint8_t>(random());
+        area.country = static_cast<uint16_t>(random());
+        area.start_at = random();
+        area.end_at = random();
+        recipe.areas.push_back(area);
+    }
+    if (random() % 2 == 0) recipe.uid = peers::md5_of(peers::bytes_of(random()));
+    return recipe;
+}
+
+TEST(TfrFile, GoesThroughGeoJsonByteForByte)
+{
+    std::mt19937 engine(1);
+    for (int i = 0; i < 300; i++) {
+        const std::vector<uint8_t> file = peers::build_tfr_file(random_recipe(engine));
+        const peers::tfr_report_t report = peers::check_tfr_file(file);
+        ASSERT_TRUE(report.sound()) << report.reason << report.problem;
+        const auto read =
+            peers::read_tfr_geojson(peers::write_tfr_geojson({report.head.type, report.uid, report.areas}));
+        ASSERT_EQ(read.problem_count, 0u) << read.problems[0].text();
+        ASSERT_EQ(peers::build_tfr_file(read.recipe), file) << i;
+    }
+}
+
+// A producer may have written the first corner again as the last one: that is a corner then, and stays one.
+TEST(TfrFile, KeepsAClosingCornerThatTheFileHas)
+{
+    vela_tfr_item_t area = area_of(1, 10);
+    area.points[9] = area.points[0];
+    const std::vector<uint8_t> file = peers::build_tfr_file({.areas = {area}});
+    EXPECT_EQ(peers::build_tfr_file(peers::read_tfr_geojson(peers::write_tfr_geojson({.areas = {area}})).recipe), file);
+}
+
+TEST(TfrFile, HasTheLayoutThatTheServiceReads)
+{
+    vela_tfr_item_t area = area_of(0x01020304, 1);
+    area.country = 276;
+    const std::vector<uint8_t> file = peers::build_tfr_file({.type = 7, .areas = {area_of(5, 0), area}});
+    ASSERT_EQ(file.size(), 3u + 27 + 35 + 32);
+    EXPECT_THAT(std::vector<uint8_t>(file.begin(), file.begin() + 8), ElementsAre(2, 0, 7, 5, 0, 0, 0, 0));
+    EXPECT_THAT(std::vector<uint8_t>(file.begin() + 30, file.begin() + 35), ElementsAre(4, 3, 2, 1, 1));
+    EXPECT_EQ(file[3 + 27 + 5 + 8 + 12], 276 & 255) << "the end follows the corners in use";
+    const peers::md5_digest_t uid = peers::md5_of(peers::bytes_view(file).first(65));
+    EXPECT_TRUE(std::equal(uid.begin(), uid.end(), file.begin() + 65)) << "derived from head and areas";
+    EXPECT_EQ(peers::build_tfr_file({.areas = {}}).size(), 35u) << "no restriction at all is a file, too";
+}
+
+// Gives the bytes a new digest, so that only their layout is wrong.
+std::vector<uint8_t> redigested(std::vector<uint8_t> file)
+{
+    const peers::md5_digest_t digest = peers::md5_of(peers::bytes_view(file).first(file.size() - 16));
+    std::copy(digest.begin(), digest.end(), file.end() - 16);
+    return file;
+}
+
+TEST(TfrFile, IsJudgedAsTheServiceReadsIt)
+{
+    const std::vector<uint8_t> good = peers::build_tfr_file({.areas = {area_of(1, 0), area_of(2, 10)}});
+    for (size_t i = 0; i < good.size(); i++) {
+        std::vector<uint8_t> flipped = good;
+        flipped[i] ^= 4;
+        EXPECT_FALSE(peers::check_tfr_file(flipped).kept) << i;
+        EXPECT_FALSE(peers::check_tfr_file(peers::bytes_view(good).first(i)).sound()) << i;
+    }
+    EXPECT_THAT(peers::check_tfr_file(peers::bytes_view(good).first(16)).reason, HasSubstr("16 bytes, at least 17"));
+
+    std::vector<uint8_t> bent = good;
+    bent[30 + 4] = 11;
+    peers::tfr_report_t report = peers::check_tfr_file(redigested(bent));
+    EXPECT_TRUE(report.kept);
+    EXPECT_THAT(report.problem, HasSubstr("area 2 at byte 30 has 11 corners"));
+    EXPECT_EQ(report.areas.size(), 1u) << "the service keeps the one before";
+    bent[0] = 3;
+    bent[30 + 4] = 10;
+    EXPECT_THAT(peers::check_tfr_file(redigested(bent)).problem, HasSubstr("area 3 at byte 137 is cut short"));
+    bent[0] = 1;
+    EXPECT_THAT(peers::check_tfr_file(redigested(bent)).problem, HasSubstr("107 surplus bytes"));
+    EXPECT_THAT(peers::check_tfr_file(redigested(std::vector<uint8_t>(34, 0))).problem, HasSubstr("34 bytes"));
+}
+
+TEST(TfrFile, UidOfZerosCountsAsNone)
+{
+    const std::vector<uint8_t> file = peers::build_tfr_file({.uid = peers::tfr_uid_t{}, .areas = {area_of(1, 0)}});
+    EXPECT_FALSE(peers::tfr_uid_of(file));
+    EXPECT_TRUE(peers::tfr_uid_of(peers::build_tfr_file({.areas = {area_of(1, 0)}})));
+    EXPECT_FALSE(peers::tfr_uid_of(std::vector<uint8_t>(34, 1)));
+    EXPECT_FALSE(peers::parse_tfr_uid("00112233445566778899aabbccddee"));
+    EXPECT_FALSE(peers::parse_tfr_uid("0x112233445566778899aabbccddeef0"));
+    EXPECT_EQ(peers::parse_tfr_uid("000102030405060708090A0b0c0d0e0f").value()[10], 10);
+}
+
+std::string collection(const std::string& features)
+{
+    return R"({"type": "FeatureCollection", "features": [)" + features + "]}";
+}
+
+std::string feature(const std::string& properties, const std::string& geometry)
+{
+    return R"({"type": "Feature", "properties": {)" + properties + R"(}, "geometry": )" + geometry + "}";
+}
+
+const std::string CIRCLE = R"({"type": "Point", "coordinates": [11.5, 48.1]})";
+const std::string TIMES = R"("start": 0, "end": 1)";
+const std::string GOOD = R"("id": 1, "radius": 5, )" + TIMES;
+
+std::string polygon(const std::string& ring)
+{
+    return R"({"type": "Polygon", "coordinates": [)" + ring + "]}";
+}
+
+std::string corners(int count)
+{
+    std::string ring = "[";
+    for (int i = 0; i < count; i++)
+        ring += (i > 0 ? ", [" : "[") + std::to_string(10 + i) + ", 50]";
+    return ring + "]";
+}
+
+TEST(TfrGeoJson, EveryRefusalSaysWhereAndWhy)
+{
+    const std::pair<std::string, const char*> cases[] = {
+        {"[]", R"("type" has to be "FeatureCollection")"},
+        {R"({"type": "FeatureCollection"})", R"("features" is missing)"},
+        {R"({"type": "FeatureCollection", "uid": "12", "features": []})", R"("uid" is "12", wanted are 32)"},
+        {R"({"type": "FeatureCollection", "file_type": 256, "features": []})", R"("file_type" is 256)"},
+        {collection("7"), R"(feature 1: "type" has to be "Feature")"},
+        {collection(feature(GOOD, "null")), R"(feature 1: "geometry" is missing)"},
+        {collection(feature(R"("radius": 5, )" + TIMES, CIRCLE)), R"(feature 1: "id" is missing)"},
+        {collection(feature(R"("id": 4294967296, "radius": 5, )" + TIMES, CIRCLE)), R"("id" is 4294967296)"},
+        {collection(feature(R"("id": 1, )" + TIMES, CIRCLE)), R"("radius" is missing)"},
+        {collection(feature(R"("id": 1, "radius": 65536, )" + TIMES, CIRCLE)), "numbers of 0 to 65535"},
+        {collection(feature(R"("id": 1, "radius": 5.5, )" + TIMES, CIRCLE)), R"("radius" is 5.5)"},
+        {collection(feature(R"("id": 1, "radius": -1, )" + TIMES, CIRCLE)), R"("radius" is -1)"},
+        {collection(feature(R"("level": 256, )" + GOOD, CIRCLE)), R"("level" is 256)"},
+        {collection(feature(R"("shape": "round", )" + GOOD, CIRCLE)), R"("shape" is "round")"},
+        {collection(feature(R"("country": 65536, )" + GOOD, CIRCLE)), R"("country" is 65536)"},
+        {collection(feature(R"("center": [1, 2], )" + GOOD, CIRCLE)), "its own center"},
+        {collection(feature(R"("id": 1, "radius": 5, "start": "yesterday", "end": 1)", CIRCLE)), R"("start" is)"},
+        {collection(feature(R"("id": 1, "radius": 5, "start": 0)", CIRCLE)), R"("end" is missing)"},
+        {collection(feature(R"("id": 1, "radius": 5, "start": 0, "end": 4294967296)", CIRCLE)), "1970 to 2106"},
+        {collection(feature(GOOD, R"({"type": "Point", "coordinates": [180.1, 0]})")),
+         R"("coordinates" has [180.1,0])"},
+        {collection(feature(GOOD, R"({"type": "Point", "coordinates": [0, -90.000001]})")), "latitudes of -90 to 90"},
+        {collection(feature(GOOD, R"({"type": "Point", "coordinates": [0]})")), "[longitude, latitude]"},
+        {collection(feature(GOOD, R"({"type": "Point"})")), R"("coordinates" is missing)"},
+        {collection(feature(GOOD, R"({"type": "MultiPolygon", "coordinates": []})")), "is a MultiPolygon"},
+        {collection(feature(GOOD, polygon(corners(11)))), "11 corners, allowed are 1 to 10"},
+        {collection(feature(GOOD, polygon(corners(4) + ", " + corners(3)))), "has holes"},
+        {collection(feature(GOOD, polygon("[]"))), "wanted is [[["},
+        {collection(feature(R"("id": 1, )" + TIMES, polygon("[[0, 0], [1, 0], [1, 1]]"))), "65535 m at most"},
+        {collection(feature(R"("id": 1, )" + TIMES, polygon("[[-179, 0], [179, 0], [179, 1]]"))), "date line"},
+    };
+    for (const auto& [text, reason] : cases) {
+        const peers::tfr_geojson_t read = peers::read_tfr_geojson(text);
+        ASSERT_EQ(read.problems.size(), 1u) << text;
+        EXPECT_THAT(read.problems[0].text(), HasSubstr(reason)) << text;
+    }
+}
+
+TEST(TfrGeoJson, SyntaxErrorsHaveLineAndColumn)
+{
+    const peers::tfr_geojson_t read = peers::read_tfr_geojson("{\n  \"type\": \"x\",\n  \"a\": }\n");
+    ASSERT_EQ(read.problems.size(), 1u);
+    EXPECT_EQ(read.problems[0].line, 3u);
+    EXPECT_EQ(read.problems[0].column, 8u);
+    EXPECT_THAT(peers::read_tfr_geojson("").problems[0].text(), HasSubstr("1:1: "));
+    EXPECT_EQ(peers::read_tfr_geojson("[1e999]").problem_count, 1u);
+}
+
+TEST(TfrGeoJson, ListsAllProblemsUpToABound)
+{
+    std::string features = feature("", CIRCLE);
+    for (int i = 0; i < 9; i++)
+        features += ", " + feature("", CIRCLE);
+    const peers::tfr_geojson_t read = peers::read_tfr_geojson(collection(features));
+    EXPECT_EQ(read.problem_count, 40u) << "id, radius, start and end of ten features";
+    EXPECT_EQ(read.problems.size(), peers::tfr_geojson_t::LISTED);
+    EXPECT_EQ(read.problems.back().feature, 5u);
+
+    std::string many = feature(GOOD, CIRCLE);
+    for (int i = 0; i < 65535; i++)
+        many += ",7";
+    EXPECT_THAT(peers::read_tfr_geojson(collection(many)).problems.at(0).text(), HasSubstr("65535 at most"));
+}
+
+TEST(TfrGeoJson, CircleAroundCornersIsComputedWhereItIsNotGiven)
+{
+    const auto read = peers::read_tfr_geojson(
+        collection(feature(R"("id": 1, )" + TIMES, polygon("[[11, 48], [11.01, 48], [11.01, 48.02], [11, 48]]"))));
+    ASSERT_EQ(read.problem_count, 0u);
+    const vela_tfr_item_t& area = read.recipe.areas.at(0);
+    EXPECT_EQ(area.point_num, 3) << "closed ring";
+    EXPECT_EQ(int32_t{area.center.lng}, 11'005'000);
+    EXPECT_EQ(int32_t{area.center.lat}, 48'010'000);
+    EXPECT_NEAR(area.radius, 1174, 2) << "0.01 degree north is 1113.2 m, 0.005 degree east 372.4 m";
+    EXPECT_TRUE(read.computed.at(0).center && read.computed.at(0).radius);
+    EXPECT_TRUE(peers::remarks_on(read.recipe.areas).empty());
+
+    const auto given = peers::read_tfr_geojson(collection(feature(
+        R"("center": [11, 48], "id": 1, "radius": 10, )" + TIMES, polygon("[[11, 48], [11.1, 48], [11, 48.1]]"))));
+    EXPECT_TRUE(given.computed.empty());
+    EXPECT_THAT(peers::remarks_on(given.recipe.areas).at(0).text, HasSubstr("does not reach a corner 11132 m"));
+}
+
+TEST(TfrRemarks, SayWhatIsHardlyMeant)
+{
+    vela_tfr_item_t off_earth = area_of(2, 0);
+    off_earth.center.lat = 90'000'001;
+    vela_tfr_item_t backwards = area_of(3, 0);
+    backwards.start_at = 101;
+    std::vector<std::string> texts;
+    for (const auto& remark : peers::remarks_on(std::vector{area_of(1, 0), off_earth, backwards, area_of(1, 2)}))
+        texts.push_back(std::to_string(remark.area) + " " + remark.text);
+    EXPECT_THAT(texts, ElementsAre(HasSubstr("2 it has a position beyond"), HasSubstr("3 it ends before"),
+                                   HasSubstr("4 a polygon of 2 corners"), HasSubstr("4 it has the id of area 1")));
+}
+
+TEST(UtcTime, ReadsWhatItWritesAndRefusesWhatIsNoTime)
+{
+    EXPECT_EQ(peers::utc_text(0), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(peers::utc_text(UINT32_MAX), "2106-02-07T06:28:15Z");
+    for (uint64_t seconds = 0; seconds <= UINT32_MAX; seconds += 9'999'991)
+        EXPECT_EQ(peers::parse_utc(peers::utc_text(static_cast<uint32_t>(seconds))), seconds);
+    EXPECT_EQ(peers::parse_utc("2026-07-01T10:00:00+02:00"), peers::parse_utc("2026-07-01t08:00:00.999z"));
+    EXPECT_EQ(peers::parse_utc("1970-01-01T01:00:00+01:00"), 0u);
+    for (const char* wrong : {"", "2026-07-01", "2026-07-01T08:00:00", "2026-02-29T00:00:00Z", "2026-07-01T24:00:00Z",
+                              "1969-12-31T23:59:59Z", "2106-02-07T06:28:16Z", "2026-7-1T08:00:00Z",
+                              "2026-07-01T08:00:00ZZ", "2026-07-01T08:00:00.Z", "12026-07-01T08:00:00Z",
+                              "2026-07-01T08:00:00+0200", "-026-07-01T08:00:00Z", "+026-07-01T08:00:00Z"}) {
+        EXPECT_FALSE(peers::parse_utc(wrong)) << wrong;
+    }
+}
+
+}  // namespace

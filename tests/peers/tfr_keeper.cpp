@@ -1,0 +1,111 @@
+#include "tfr_keeper.h"
+
+#include "flight_v1_wire.h"
+#include "tfr_file/tfr_file.h"
+
+TfrKeeper::TfrKeeper(const Bus& bus) : endpoint_(bus.endpoint("flight_service", "flight_srv_fmu"))
+{
+    endpoint_->on_request(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, [this](const kest_event_t& event) { take(event); });
+    EXPECT_EQ(endpoint_->start(), 0);
+}
+
+void TfrKeeper::take(const kest_event_t& event)
+{
+    const std::lock_guard lock(mutex_);
+    fault_t fault;
+    for (const auto& [number, one] : faults_) {
+        if (number == requests_) fault = one;
+    }
+    requests_++;
+    const peers::bytes_view payload = peers::payload_of(event);
+    update_tfr_req_t request = {};
+    EXPECT_TRUE(peers::read_record(payload, request));
+    EXPECT_LE(payload.size(), TFR_MAX_REQUEST);
+    const std::string name =
+        request.type == UPDATE_DATA ? std::to_string(request.pkg_seq) : (request.type == UPDATE_REQ ? "s" : "f");
+    story_ += (story_.empty() ? "" : " ") + name;
+    if (fault.restart) {
+        state_ = state::idle;
+        saved_ = total_ = 0;
+    }
+    if (fault.litter) file_.push_back(0);
+    update_tfr_rsp_t answer = {};
+    answer.type = request.type;
+    if (fault.take && request.type == UPDATE_REQ) answer = start();
+    if (fault.take && request.type == UPDATE_DATA) answer = fragment(payload, request);
+    if (fault.take && request.type == UPDATE_FINISH) answer = finish();
+    if (!fault.take && request.type == UPDATE_DATA) answer.seq = expected();
+    if (fault.ack) answer.ack = *fault.ack;
+    if (fault.answer) endpoint_->reply(event, peers::bytes_of(answer));
+}
+
+update_tfr_rsp_t TfrKeeper::start()
+{
+    update_tfr_rsp_t answer = {};
+    if (state_ == state::idle && file_.size() > 32) std::copy_n(file_.end() - 32, 16, answer.uid);
+    state_ = state::idle;
+    return answer;
+}
+
+update_tfr_rsp_t TfrKeeper::fragment(peers::bytes_view payload, const update_tfr_req_t& request)
+{
+    update_tfr_rsp_t answer = {TFR_UPDATE_SUCCESS, TFR_NEXT_SET, {}};
+    EXPECT_EQ(payload.size(), sizeof request + request.data_size);
+    if (state_ == state::idle || request.pkg_seq == 0) {
+        forget();
+        state_ = state::transfer;
+    }
+    if (state_ == state::finish) {
+        answer.ack = TFR_UPDATE_STATE_ERROR;
+    } else if (saved_ != 0 && request.pkg_seq != last_ + 1) {
+        answer.ack = TFR_UPDATE_SEQ_NOT_CONTINUE;
+    } else {
+        file_.insert(file_.end(), payload.begin() + sizeof request, payload.end());
+        saved_ += request.data_size;
+        last_ = request.pkg_seq;
+        total_ = request.pkg_size;
+        if (saved_ >= total_) state_ = state::finish;
+    }
+    answer.seq = expected();
+    return answer;
+}
+
+update_tfr_rsp_t TfrKeeper::finish()
+{
+    update_tfr_rsp_t answer = {TFR_UPDATE_SUCCESS, TFR_SIG_RES, {}};
+    if (state_ != state::finish) {
+        answer.ack = TFR_UPDATE_STATE_ERROR;
+    } else if (saved_ > total_) {
+        answer.ack = TFR_UPDATE_SAVED_DATA_TOO_MUCH;
+    } else if (!peers::check_tfr_file(file_).kept) {
+        answer.ack = TFR_UPDATE_MD5_CHECK_FAIL;
+    }
+    if (answer.ack != TFR_UPDATE_SUCCESS) forget();
+    state_ = state::idle;
+    return answer;
+}
+
+void TfrKeeper::on(uint32_t request, const fault_t& fault)
+{
+    const std::lock_guard lock(mutex_);
+    faults_.emplace_back(request, fault);
+}
+
+std::vector<uint8_t> TfrKeeper::file() const
+{
+    const std::lock_guard lock(mutex_);
+    return file_;
+}
+
+std::string TfrKeeper::story() const
+{
+    const std::lock_guard lock(mutex_);
+    return story_;
+}
+
+void TfrKeeper::forget()
+{
+    file_.clear();
+    saved_ = total_ = 0;
+    last_ = 0;
+}
