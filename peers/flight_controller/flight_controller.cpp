@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "afqt_wire.h"
 #include "common/clock.h"
-#include "flight_controller/fc_identity_wire.h"
 #include "flight_v1_wire.h"
 
 namespace peers {
@@ -68,10 +68,10 @@ void FlightController::answer_who_it_is()
     endpoint_->on_request(SET_COMMON, ID_GET_VERSION, [this](const kest_event_t& event) {
         endpoint_->reply(event, bytes_of(version_of(identity_)));
     });
-    endpoint_->on_request(SET_FLIGHT_CONTROLLER, ID_GET_PRODUCT_TYPE, [this](const kest_event_t& event) {
+    endpoint_->on_request(SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_TYPE, [this](const kest_event_t& event) {
         endpoint_->reply(event, bytes_of(cmd_get_drone_type_t{identity_.drone_type}));
     });
-    endpoint_->on_request(SET_FLIGHT_CONTROLLER, ID_GET_PRODUCT_ID, [this](const kest_event_t& event) {
+    endpoint_->on_request(SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_ID, [this](const kest_event_t& event) {
         endpoint_->reply(event, bytes_of(serial_of(identity_)));
     });
 }

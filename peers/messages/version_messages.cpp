@@ -1,5 +1,5 @@
 // Who is who: versions of service, database and flight controller, drone type, serial number.
-#include "flight_controller/fc_identity_wire.h"
+#include "afqt_wire.h"
 #include "flight_v1_wire.h"
 #include "flight_version_wire.h"
 #include "messages/message_fields.h"
@@ -71,22 +71,22 @@ constexpr message_t MESSAGES[] = {
     {"get_drone_type",
      "asks for the craft type",
      SET_FLIGHT_CONTROLLER,
-     ID_GET_PRODUCT_TYPE,
+     CMD_ID_GET_PRODUCT_TYPE,
      message_kind::request,
      0,
      0,
      {}},
-    {"drone_type", "the craft type", SET_FLIGHT_CONTROLLER, ID_GET_PRODUCT_TYPE, message_kind::reply, 0,
+    {"drone_type", "the craft type", SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_TYPE, message_kind::reply, 0,
      sizeof(cmd_get_drone_type_t), DRONE_TYPE_ACK},
     {"get_serial",
      "asks for the serial number",
      SET_FLIGHT_CONTROLLER,
-     ID_GET_PRODUCT_ID,
+     CMD_ID_GET_PRODUCT_ID,
      message_kind::request,
      0,
      0,
      {}},
-    {"serial", "the serial number", SET_FLIGHT_CONTROLLER, ID_GET_PRODUCT_ID, message_kind::reply, 0,
+    {"serial", "the serial number", SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_ID, message_kind::reply, 0,
      sizeof(sn_request_ack_t), SERIAL_ACK},
 };
 

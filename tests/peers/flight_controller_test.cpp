@@ -2,8 +2,8 @@
 
 #include <atomic>
 
+#include "afqt_wire.h"
 #include "common/version_query.h"
-#include "flight_controller/fc_identity_wire.h"
 #include "flight_v1_wire.h"
 #include "peer_fixture.h"
 
@@ -154,9 +154,9 @@ TEST_F(Controller, SubscriptionsThatCannotBeAreRefused)
 TEST_F(Controller, SaysWhoItIs)
 {
     sn_request_ack_t serial = {};
-    ASSERT_TRUE(peers::read_record(asked(ID_GET_PRODUCT_ID, {}), serial));
+    ASSERT_TRUE(peers::read_record(asked(CMD_ID_GET_PRODUCT_ID, {}), serial));
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(serial.sn)), "ABC123");
-    EXPECT_EQ(asked(ID_GET_PRODUCT_TYPE, {}).size(), sizeof(cmd_get_drone_type_t));
+    EXPECT_EQ(asked(CMD_ID_GET_PRODUCT_TYPE, {}).size(), sizeof(cmd_get_drone_type_t));
     EXPECT_EQ(asked(ID_GET_VERSION, {}, SET_COMMON).size(), sizeof(cmd_get_version_t));
     EXPECT_THAT(asked(0x99, {}), ElementsAre(REPLY_UNKNOWN_COMMAND));
 }
