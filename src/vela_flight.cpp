@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "afqt/include/afqt.h"
 #include "api/api.h"
 #include "dbi/dbi.h"
 #include "flight_log/flight_log.h"
@@ -12,6 +13,9 @@
 #include "flight_v1/flight_v1.h"
 #include "nfz_data_upgrade/nfz_data_upgrade.h"
 #include "nfz_tfr/nfz_tfr.h"
+
+// Relative on purpose: only a service that was launched in the aircraft's root directory tests.
+static constexpr char AFQT_MARKER[] = "tmp/EMMC/AFQT_ENABLE.txt";
 
 int main()
 {
@@ -34,6 +38,10 @@ int main()
     puts("upgrade_init");
     tfr_init();
     puts("tfr_init");
+    if (access(AFQT_MARKER, F_OK) == 0) {
+        afqt_init();
+        flight_log("main", "afqt_init \r\n");
+    }
 
     for (;;)
         sleep(1);

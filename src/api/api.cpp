@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+#include "afqt/include/afqt.h"
+#include "afqt/include/afqt_wire.h"
 #include "dbi/db_sub.h"
 #include "flight_v1/flight_v1.h"
 #include "flight_v1/flight_v1_wire.h"
@@ -14,6 +16,7 @@ static constexpr flight_map_table_t cmd_map_table[] = {
     {SET_COMMON, ID_GET_VERSION, get_flight_version},
     {SET_FLIGHT_CONTROLLER, ID_DB_BAG_PUSH, fc_event_cb_receive_fmu},
     {SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, nfz_tfr_update},
+    {SET_AFQT, CMD_ID_AFQT_CMD, afqt_on_off_cmd},
 };
 
 static constexpr flight_map_table_t upgrade_cmd_map_table[] = {

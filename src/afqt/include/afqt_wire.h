@@ -192,7 +192,7 @@ struct afqt_heart_beat_t {
     uint8_t afqt_state;   // AfqtExtStaEnum
     uint8_t err_code;     // AfqtErrCodeEnum
     uint8_t motion_id;    // motion_id_t
-    uint8_t motion_num;   // place in the list, from 0
+    uint8_t motion_num;   // place in the list, from 1; 0 while no motion is flown
     uint8_t motion_loop;  // AfqtCtrlLoopEnum
 };
 
