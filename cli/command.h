@@ -12,6 +12,7 @@ namespace cli {
 void add_version_command(CLI::App& tool, context_t& context);
 void add_nfz_commands(CLI::App& tool, context_t& context);
 void add_tfr_commands(CLI::App& tool, context_t& context);
+void add_afqt_commands(CLI::App& tool, context_t& context);
 void add_fc_command(CLI::App& tool, context_t& context);
 void add_bus_commands(CLI::App& tool, context_t& context);
 void add_demo_command(CLI::App& tool, context_t& context);

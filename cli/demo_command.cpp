@@ -40,7 +40,10 @@ void add_demo_command(CLI::App& tool, context_t& context)
         "./dev run, which makes an aircraft file system and calls this");
     const auto options = std::make_shared<options_t>();
     command->add_option("--service", options->demo.service, "the vela_flight program")->required();
-    command->add_option("--areas", options->demo.areas, "GeoJSON file of restricted areas")->required();
+    command->add_option("--areas", options->demo.areas, "GeoJSON file of restricted areas");
+    command->add_option("--flight", options->demo.list, "fly this motion list instead");
+    command->add_option("--flight-log", options->demo.flight_log, "CSV file for the record of that flight")
+        ->capture_default_str();
     add_route_option(*command, context);
     command->add_option("--size", options->size, "bytes of the database")->capture_default_str();
     command->add_option("--rate", options->rate, "bytes a second over the simulated phone's link, 0: no bound")

@@ -21,6 +21,8 @@ enum class exit_code : int {
     no_database = 12,
     protocol = 13,
     demo_failed = 14,
+    test_failed = 15,
+    test_stopped = 16,
     interrupted = 130,
 };
 
@@ -46,6 +48,8 @@ inline constexpr std::array EXIT_CODES = {
     exit_code_row_t{exit_code::no_database, "no_database", "the aircraft has no database, or not so much of one"},
     exit_code_row_t{exit_code::protocol, "protocol", "an answer outside the protocol"},
     exit_code_row_t{exit_code::demo_failed, "demo_failed", "a step of the demonstration failed"},
+    exit_code_row_t{exit_code::test_failed, "test_failed", "the flight test failed"},
+    exit_code_row_t{exit_code::test_stopped, "test_stopped", "the flight test was switched off before its end"},
     exit_code_row_t{exit_code::interrupted, "interrupted", "stopped by a signal"},
 };
 

@@ -1,7 +1,9 @@
 // vela fc: a simulated flight controller that tells what it is asked for.
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <numbers>
 
 #include "bus_access.h"
@@ -9,6 +11,7 @@
 #include "common/clock.h"
 #include "console.h"
 #include "flight_controller/flight_controller.h"
+#include "flight_controller/flight_log.h"
 #include "units.h"
 #include "waiter.h"
 
@@ -26,6 +29,12 @@ struct options_t {
     std::string state = "ground";
     std::optional<double> seconds;
     bool all = false;
+    // Of an aircraft that flies.
+    bool fly = false;
+    std::vector<double> wind;  // speed, where it comes from (degrees), gusts
+    bool noise = false;
+    uint64_t seed = 1;
+    std::string log;
 };
 
 uint8_t fsm_of(const std::string& state)
@@ -70,6 +79,21 @@ std::string restriction_text(const peers::fc_event_t& event)
     return text;
 }
 
+std::string mode_text(const peers::fc_event_t& event)
+{
+    return std::string("mode ") + std::to_string(event.mode) + " (" + peers::mode_name(event.mode) + "), was " +
+           std::to_string(event.mode_before) + " (" + peers::mode_name(event.mode_before) + ")";
+}
+
+std::string sweep_text(const peers::sweep_request_t& sweep)
+{
+    char text[128];
+    std::snprintf(text, sizeof text, "of loop %u at point %u: %.1f to %.1f Hz in %.0f s, amplitude %.1f",
+                  static_cast<unsigned>(sweep.loop), sweep.point, sweep.start_hz, sweep.end_hz, sweep.duration_s,
+                  sweep.amplitude);
+    return text;
+}
+
 std::string text_of(const peers::fc_event_t& event)
 {
     using kind = peers::fc_event_kind;
@@ -98,8 +122,41 @@ std::string text_of(const peers::fc_event_t& event)
             return "database announced: " + peers::version_text(event.heard.version);
         case kind::restriction:
             return restriction_text(event);
+        case kind::mode_changed:
+            return mode_text(event);
+        case kind::took_off:
+            return styled(style::good, "took off");
+        case kind::landed:
+            return "landed, motors off";
+        case kind::takeoff_refused:
+            return styled(style::bad, "take-off REFUSED") + ": the motors are held";
+        case kind::sweep_started:
+            return "sweep " + sweep_text(event.sweep);
+        case kind::sweep_ended:
+            return "sweep ended";
+        case kind::sticks_lost:
+            return "no sticks: holds its place";
     }
     return peers::event_name(event.kind);
+}
+
+json json_of(const peers::sweep_request_t& sweep)
+{
+    return {{"loop", static_cast<unsigned>(sweep.loop)},
+            {"point", sweep.point},
+            {"start_hz", sweep.start_hz},
+            {"end_hz", sweep.end_hz},
+            {"seconds", sweep.duration_s},
+            {"amplitude", sweep.amplitude}};
+}
+
+json json_of(const peers::flight_counts_t& flight)
+{
+    return {{"sticks", flight.sticks},
+            {"sticks_ignored", flight.sticks_ignored},
+            {"commands", flight.commands},
+            {"commands_ignored", flight.commands_ignored},
+            {"lost_ms", flight.skipped_ms}};
 }
 
 json json_of(const peers::fc_event_t& event, double seconds)
@@ -118,6 +175,10 @@ json json_of(const peers::fc_event_t& event, double seconds)
         object["lon_e6"] = int32_t{event.area.center.lng};
         object["radius_m"] = uint16_t{event.area.radius};
         object["corners"] = event.area.point_num;
+    } else if (event.kind >= kind::mode_changed) {
+        object["mode"] = event.mode;
+        if (event.kind == kind::mode_changed) object["mode_before"] = event.mode_before;
+        if (event.kind == kind::sweep_started) object["sweep"] = json_of(event.sweep);
     } else if (event.kind <= kind::motors_released) {
         object["requester"] = event.requester;
         object["requester_id"] = event.requester_id;
@@ -144,6 +205,14 @@ void print_event(const context_t& context, const options_t& options, uint64_t st
     std::fflush(stdout);
 }
 
+void print_flight(const peers::flight_counts_t& flight)
+{
+    const auto number = [](uint64_t count) { return static_cast<unsigned long long>(count); };
+    std::printf("  flown by %llu frames of sticks (%llu ignored) and %llu commands (%llu ignored); %llu ms lost\n",
+                number(flight.sticks), number(flight.sticks_ignored), number(flight.commands),
+                number(flight.commands_ignored), number(flight.skipped_ms));
+}
+
 void print_summary(const context_t& context, peers::FlightController& controller, double seconds)
 {
     const peers::motor_counts_t motors = controller.motors().counts();
@@ -165,6 +234,7 @@ void print_summary(const context_t& context, peers::FlightController& controller
                        {"restricted_areas", restrictions.ids()}};
         object["announcements"] = announcement ? announcement->number : 0;
         object["database"] = announcement ? json(peers::version_text(announcement->version)) : json();
+        if (controller.aircraft() != nullptr) object["flight"] = json_of(controller.aircraft()->counts());
         std::printf("%s\n", object.dump().c_str());
         return;
     }
@@ -177,33 +247,98 @@ void print_summary(const context_t& context, peers::FlightController& controller
                 announcement ? peers::version_text(announcement->version).c_str() : "never");
     std::printf("  restricted areas nearby: %u (%llu pushes)\n", restrictions.count,
                 static_cast<unsigned long long>(restrictions.pushes));
+    if (controller.aircraft() != nullptr) print_flight(controller.aircraft()->counts());
+}
+
+// Winds are named by where they come from.
+peers::wind_t wind_of(const std::vector<double>& numbers)
+{
+    peers::wind_t wind;
+    if (numbers.empty()) return wind;
+    const double from = numbers.size() > 1 ? numbers[1] * RADIANS : 0;
+    wind.mean = peers::turned({-numbers[0], 0}, from);
+    if (numbers.size() > 2) wind.gusts = numbers[2];
+    return wind;
+}
+
+peers::flight_options_t flight_of(const options_t& options, peers::FlightLog* log)
+{
+    peers::flight_options_t flight;
+    flight.aircraft.ground_altitude = static_cast<double>(options.altitude);
+    flight.aircraft.wind = wind_of(options.wind);
+    flight.aircraft.noise = options.noise;
+    flight.aircraft.seed = options.seed;
+    flight.latitude = options.latitude * RADIANS;
+    flight.longitude = options.longitude * RADIANS;
+    if (log != nullptr) flight.observer = [log](const peers::flight_row_t& row) { log->write(row); };
+    return flight;
+}
+
+std::unique_ptr<peers::FlightController> opened(const options_t& options, const peers::bus_name_t& name,
+                                                peers::FlightLog* log, const peers::fc_event_fn& happened,
+                                                peers::bus_open_error_t& error)
+{
+    if (options.fly) {
+        auto controller = peers::FlightController::open_flying(name, {}, flight_of(options, log), happened, error);
+        if (controller) controller->set_gps_level(options.gps_level);
+        return controller;
+    }
+    auto controller = peers::FlightController::open(name, {}, happened, error);
+    if (controller) controller->bags().set_state(state_of(options));
+    return controller;
+}
+
+void print_start(const options_t& options, uint16_t host)
+{
+    std::printf("Flight controller %s at %s, %s, %.1f m%s. Ctrl-C ends it.\n", address_text(host).c_str(),
+                degrees_text(options.latitude * RADIANS).c_str(), degrees_text(options.longitude * RADIANS).c_str(),
+                static_cast<double>(options.altitude), options.fly ? ", flies when told to" : "");
+    std::fflush(stdout);
+}
+
+failure_t unwritable(const options_t& options)
+{
+    return {exit_code::output, options.log + ": cannot be written: " + std::strerror(errno), ""};
 }
 
 exit_code run(const context_t& context, const options_t& options)
 {
     const std::optional<peers::bus_name_t> name = bus_name(context.route, options.as);
     if (!name) return report(context, bad_bus_name(options.as));
+    std::unique_ptr<peers::FlightLog> log;
+    if (!options.log.empty()) log = peers::FlightLog::create(options.log);
+    if (!options.log.empty() && !log) return report(context, unwritable(options));
     Waiter waiter;
     const uint64_t start = peers::now_us();
     peers::bus_open_error_t error;
-    const auto controller = peers::FlightController::open(
-        *name, {}, [&, start](const peers::fc_event_t& event) { print_event(context, options, start, event); }, error);
+    const auto controller = opened(
+        options, *name, log.get(),
+        [&, start](const peers::fc_event_t& event) { print_event(context, options, start, event); }, error);
     if (!controller) return report(context, explain_open_error(*name, error));
-    controller->bags().set_state(state_of(options));
-    if (!context.as_json) {
-        std::printf("Flight controller %s at %s, %s, %.1f m. Ctrl-C ends it.\n",
-                    address_text(controller->endpoint().host()).c_str(),
-                    degrees_text(options.latitude * RADIANS).c_str(), degrees_text(options.longitude * RADIANS).c_str(),
-                    static_cast<double>(options.altitude));
-        std::fflush(stdout);
-    }
+    if (!context.as_json) print_start(options, controller->endpoint().host());
     std::optional<std::chrono::milliseconds> bound;
     if (options.seconds) bound = std::chrono::milliseconds(static_cast<int64_t>(*options.seconds * 1000));
     waiter.wait(bound);
-    controller->bags().stop();
-    controller->endpoint().stop();
+    controller->stop();
     print_summary(context, *controller, static_cast<double>(peers::now_us() - start) / 1e6);
+    if (log && !log->close()) return report(context, unwritable(options));
     return exit_code::ok;
+}
+
+void add_flight_options(CLI::App& command, options_t& options, CLI::Option* state)
+{
+    CLI::Option* fly =
+        command.add_flag("--fly", options.fly, "be an aircraft that flies, from the ground")->excludes(state);
+    command
+        .add_option("--wind", options.wind, "m/s; then, if wanted, where it comes from in degrees, and gusts in m/s")
+        ->expected(1, 3)
+        ->needs(fly);
+    command.add_flag("--noise", options.noise, "its sensors are noisy")->needs(fly);
+    command.add_option("--seed", options.seed, "another one gives other noise and gusts")
+        ->needs(fly)
+        ->capture_default_str();
+    command.add_option("--log", options.log, "write the flight record, 200 rows a second, to this CSV file")
+        ->needs(fly);
 }
 
 }  // namespace
@@ -225,11 +360,12 @@ void add_fc_command(CLI::App& tool, context_t& context)
     command->add_option("--gps-level", options->gps_level, "quality of the fix, 0 to 5; 3 and above is usable")
         ->check(CLI::Range(0, 5))
         ->capture_default_str();
-    command->add_option("--state", options->state, "off, ground or air")
-        ->check(CLI::IsMember({"off", "ground", "air"}))
-        ->capture_default_str();
+    CLI::Option* state = command->add_option("--state", options->state, "off, ground or air")
+                             ->check(CLI::IsMember({"off", "ground", "air"}))
+                             ->capture_default_str();
     command->add_option("--seconds", options->seconds, "end by itself after so many seconds");
     command->add_flag("--all", options->all, "show every announcement, not only changes of the version");
+    add_flight_options(*command, *options, state);
     command->callback([&context, options] { context.result = run(context, *options); });
 }
 

@@ -28,6 +28,7 @@ int run(int argc, char** argv)
     cli::add_version_command(tool, context);
     cli::add_nfz_commands(tool, context);
     cli::add_tfr_commands(tool, context);
+    cli::add_afqt_commands(tool, context);
     cli::add_fc_command(tool, context);
     cli::add_bus_commands(tool, context);
     cli::add_demo_command(tool, context);

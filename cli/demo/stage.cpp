@@ -35,14 +35,19 @@ step_result_t failed_because(const failure_t& why)
 
 }  // namespace
 
-Stage::Stage(const context_t& context, const demo_options_t& options)
-    : context_(context), options_(options), steps_(context.as_json), aircraft_(on_the_ground())
+Stage::Stage(const context_t& context, const demo_options_t& options, peers::station_events_t events)
+    : context_(context),
+      options_(options),
+      steps_(context.as_json),
+      events_(std::move(events)),
+      aircraft_(on_the_ground())
 {
 }
 
 Stage::~Stage()
 {
-    if (station_) station_->stop();
+    if (station_) station_->endpoint().stop();
+    if (controller_) controller_->stop();
 }
 
 bool Stage::quiet() const
@@ -78,15 +83,32 @@ step_result_t Stage::start_peers()
     const peers::bus_name_t fc_name = {context_.route, "flight_controller", "fmu"};
     const peers::bus_name_t app_name = {context_.route, "app", "phone"};
     peers::bus_open_error_t error;
-    controller_ = peers::FlightController::open(fc_name, {}, {}, error);
+    controller_ = open_controller(fc_name, error);
     if (!controller_) return failed_because(explain_open_error(fc_name, error));
-    controller_->bags().set_state(aircraft_);
     app_ = peers::AppPeer::open(app_name, {}, error);
     if (!app_) return failed_because(explain_open_error(app_name, error));
-    failure_t failure;
-    station_ = open_endpoint(context_, "factory/station", failure);
-    if (!station_) return failed_because(failure);
+    const peers::bus_name_t station_name = {context_.route, "factory", "station"};
+    station_ = peers::TestStation::open(station_name, events_, error);
+    if (!station_) return failed_because(explain_open_error(station_name, error));
     return held("flight controller, app and factory station, simulated");
+}
+
+std::unique_ptr<peers::FlightController> Stage::open_controller(const peers::bus_name_t& name,
+                                                                peers::bus_open_error_t& error)
+{
+    if (options_.list.empty()) {
+        auto standing = peers::FlightController::open(name, {}, {}, error);
+        if (standing) standing->bags().set_state(aircraft_);
+        return standing;
+    }
+    flight_log_ = peers::FlightLog::create(options_.flight_log);
+    peers::flight_options_t flight;
+    flight.latitude = aircraft_.latitude;
+    flight.longitude = aircraft_.longitude;
+    flight.aircraft.ground_altitude = static_cast<double>(aircraft_.altitude);
+    flight.aircraft.noise = true;
+    if (flight_log_) flight.observer = [log = flight_log_.get()](const peers::flight_row_t& row) { log->write(row); };
+    return peers::FlightController::open_flying(name, {}, flight, {}, error);
 }
 
 step_result_t Stage::start_service()
@@ -110,7 +132,7 @@ step_result_t Stage::start_service()
 // An endpoint of a service that is just coming up refuses the question: asked again by the caller.
 peers::service_versions_t Stage::ask(uint32_t tries)
 {
-    const peers::service_versions_t answer = ask_versions(*station_, 1'000'000, tries, waiter_);
+    const peers::service_versions_t answer = ask_versions(station_->endpoint(), 1'000'000, tries, waiter_);
     if (answer.result == -EINTR) interrupted_ = true;
     return answer;
 }

@@ -10,7 +10,9 @@
 #include "common/version_query.h"
 #include "demo/service_process.h"
 #include "demo/steps.h"
+#include "factory/test_station.h"
 #include "flight_controller/flight_controller.h"
+#include "flight_controller/flight_log.h"
 #include "waiter.h"
 
 namespace cli {
@@ -21,11 +23,14 @@ struct demo_options_t {
     uint64_t size = 1u << 20;                  // bytes of the database
     uint64_t rate = 400u << 10;                // bytes a second: the link of a phone
     std::string areas;                         // GeoJSON file of restricted areas
+    std::string list;                          // motion list to be flown; empty: the aircraft stands
+    std::string flight_log = "/tmp/flight.csv";
 };
 
 class Stage {
 public:
-    Stage(const context_t& context, const demo_options_t& options);
+    // `events`: what the factory station hears.
+    Stage(const context_t& context, const demo_options_t& options, peers::station_events_t events = {});
     ~Stage();
 
     // Peers, service and subscription; false when a step failed.
@@ -49,6 +54,8 @@ public:
     peers::FlightController& controller() { return *controller_; }
     const peers::aircraft_state_t& aircraft() const { return aircraft_; }
     peers::AppPeer& app() { return *app_; }
+    peers::TestStation& station() { return *station_; }
+    bool close_flight_log() { return flight_log_ && flight_log_->close(); }
     Waiter& waiter() { return waiter_; }
     const Steps& steps() const { return steps_; }
     double first_answer_seconds() const { return first_answer_s_; }
@@ -59,6 +66,8 @@ public:
 
 private:
     step_result_t start_peers();
+    std::unique_ptr<peers::FlightController> open_controller(const peers::bus_name_t& name,
+                                                             peers::bus_open_error_t& error);
     step_result_t start_service();
     step_result_t see_subscription();
     step_result_t stop_service();
@@ -67,8 +76,10 @@ private:
     const demo_options_t options_;
     Waiter waiter_;
     Steps steps_;
+    peers::station_events_t events_;
+    std::unique_ptr<peers::FlightLog> flight_log_;  // outlives the controller, which writes it
     std::unique_ptr<peers::FlightController> controller_;
-    std::unique_ptr<peers::BusEndpoint> station_;
+    std::unique_ptr<peers::TestStation> station_;
     std::unique_ptr<peers::AppPeer> app_;
     ServiceProcess service_;
     const peers::aircraft_state_t aircraft_;

@@ -25,6 +25,12 @@ void BagPublisher::set_state(const aircraft_state_t& state)
     state_ = state;
 }
 
+void BagPublisher::update(const std::function<void(aircraft_state_t&)>& change)
+{
+    const std::lock_guard lock(mutex_);
+    change(state_);
+}
+
 aircraft_state_t BagPublisher::state() const
 {
     const std::lock_guard lock(mutex_);

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -30,6 +31,8 @@ public:
 
     // The next pushes carry `state`. Any thread.
     void set_state(const aircraft_state_t& state);
+    // Changes some of it: `change` runs before the return.
+    void update(const std::function<void(aircraft_state_t&)>& change);
     aircraft_state_t state() const;
     bag_counts_t counts() const;
     bool subscribed(size_t bag) const;

@@ -8,6 +8,7 @@
 
 #include "common/announcement.h"
 #include "common/nfz_version.h"
+#include "flight_controller/sweep_signal.h"
 #include "tfr_wire.h"
 
 namespace peers {
@@ -25,9 +26,18 @@ enum class fc_event_kind {
     bag_refused,  // unknown items, no rate, or no room
     announcement,
     restriction,  // a restricted area, or that there is none any more
+    // Of an aircraft that flies.
+    mode_changed,
+    took_off,
+    landed,           // and the motors are off
+    takeoff_refused,  // the motors are held
+    sweep_started,
+    sweep_ended,  // over, or stopped
+    sticks_lost,  // under external control, so it holds its place
 };
 
 const char* event_name(fc_event_kind kind);  // for example "motors_held"
+const char* mode_name(uint8_t mode);         // of a display mode, for example "landing"
 
 struct fc_event_t {
     fc_event_kind kind;
@@ -47,6 +57,10 @@ struct fc_event_t {
     uint8_t place = 0;
     uint8_t places = 0;
     vela_tfr_item_t area = {};
+    // Flight: the display mode, the one before it when it changed, and the sweep.
+    uint8_t mode = 0;
+    uint8_t mode_before = 0;
+    sweep_request_t sweep = {};
 };
 
 using fc_event_fn = std::function<void(const fc_event_t&)>;

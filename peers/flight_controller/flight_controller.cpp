@@ -59,8 +59,20 @@ FlightController::FlightController(std::unique_ptr<BusEndpoint> endpoint, const 
 
 FlightController::~FlightController()
 {
-    bags_.stop();  // first: pushes send through the endpoint
+    stop();
+}
+
+// The endpoint last: pushes send through it.
+void FlightController::stop()
+{
+    if (aircraft_) aircraft_->stop();
+    bags_.stop();
     endpoint_->stop();
+}
+
+void FlightController::set_gps_level(uint8_t level)
+{
+    bags_.update([level](aircraft_state_t& state) { state.gps_level = level; });
 }
 
 void FlightController::answer_who_it_is()
@@ -82,10 +94,33 @@ std::unique_ptr<FlightController> FlightController::open(const bus_name_t& name,
     std::unique_ptr<BusEndpoint> endpoint = BusEndpoint::open(name, error);
     if (!endpoint) return nullptr;
     std::unique_ptr<FlightController> controller(new FlightController(std::move(endpoint), identity, happened));
-    error.result = controller->endpoint_->start();
+    return started(std::move(controller), error);
+}
+
+std::unique_ptr<FlightController> FlightController::open_flying(const bus_name_t& name, const fc_identity_t& identity,
+                                                                const flight_options_t& flight,
+                                                                const fc_event_fn& happened, bus_open_error_t& error)
+{
+    std::unique_ptr<BusEndpoint> endpoint = BusEndpoint::open(name, error);
+    if (!endpoint) return nullptr;
+    std::unique_ptr<FlightController> controller(new FlightController(std::move(endpoint), identity, happened));
+    controller->aircraft_.emplace(*controller->endpoint_, controller->bags_, controller->motors_, flight, happened);
+    return started(std::move(controller), error);
+}
+
+std::unique_ptr<FlightController> FlightController::started(std::unique_ptr<FlightController> controller,
+                                                            bus_open_error_t& error)
+{
+    error.result = controller->start();
     if (error.result == 0) return controller;
     error.step = bus_step::start;
     return nullptr;
+}
+
+kest_result_t FlightController::start()
+{
+    const kest_result_t result = endpoint_->start();
+    return result == 0 && aircraft_ ? aircraft_->start() : result;
 }
 
 }  // namespace peers

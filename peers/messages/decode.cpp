@@ -163,7 +163,7 @@ std::string field_text(const decoded_field_t& field)
 decoded_t decode_message(uint8_t set, uint8_t id, bool reply, uint16_t from, uint16_t to, bytes_view payload)
 {
     const message_kind kind = reply ? message_kind::reply : message_kind::request;
-    const message_t* message = find_message(set, id, kind, reply ? from : to);
+    const message_t* message = find_message(set, id, kind, reply ? from : to, payload);
     decoded_t decoded = {message != nullptr ? message->name : "unknown", reply, {}, {}};
     if (reply && payload.size() == 1 && payload[0] == REPLY_UNKNOWN_COMMAND) {
         decoded.problem = "the receiver does not know this command";

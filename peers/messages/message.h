@@ -52,13 +52,16 @@ struct message_t {
     uint16_t server;  // the address that answers the request; 0: any. Several servers answer one id differently.
     uint16_t size;    // payload bytes; with a `rest` field at least so many
     std::span<const field_t> fields;
+    int16_t first_byte = -1;  // of the payload, where it tells messages of one id apart; -1: it does not
 };
 
 // All messages known, in groups that belong together.
 std::span<const std::span<const message_t>> message_groups();
 
-// The message with these properties; `server` is the receiver of a request, the sender of a reply. Null when unknown.
-const message_t* find_message(uint8_t set, uint8_t id, message_kind kind, uint16_t server);
+// The message with these properties; `server` is the receiver of a request, the sender of a reply. Where several share
+// an id, the first byte of the payload or its length chooses. Null when unknown.
+const message_t* find_message(uint8_t set, uint8_t id, message_kind kind, uint16_t server,
+                              std::span<const uint8_t> payload);
 
 // The groups.
 std::span<const message_t> version_messages();
@@ -66,5 +69,6 @@ std::span<const message_t> upgrade_messages();
 std::span<const message_t> motor_messages();
 std::span<const message_t> bag_messages();
 std::span<const message_t> tfr_messages();
+std::span<const message_t> afqt_messages();
 
 }  // namespace peers
