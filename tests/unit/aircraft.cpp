@@ -20,6 +20,12 @@ bytes_t operator+(bytes_t left, const bytes_t& right)
     return left;
 }
 
+texts_t operator+(texts_t left, const texts_t& right)
+{
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
 bytes_t u16(uint32_t value)
 {
     return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)};

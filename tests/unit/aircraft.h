@@ -32,6 +32,9 @@ bytes_t u32(uint32_t value);
 bytes_t zeros(size_t count);
 bytes_t part(const bytes_t& bytes, size_t from, size_t to);  // cut at the end of what is there
 
+using texts_t = std::vector<std::string>;
+texts_t operator+(texts_t left, const texts_t& right);
+
 bytes_t md5_of(const bytes_t& bytes);
 using version_numbers_t = std::array<uint32_t, 4>;
 bytes_t database(const version_numbers_t& version, size_t size = 3000);  // with a valid digest at its end

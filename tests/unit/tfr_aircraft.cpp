@@ -34,12 +34,6 @@ bytes_t area_t::item() const
     return without_end(*this) + zeros(size_t{8} * (10 - corners)) + end_of(*this);
 }
 
-texts_t operator+(texts_t left, const texts_t& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 texts_t in_hex(const std::string& before, const bytes_t& bytes)
 {
     texts_t texts;

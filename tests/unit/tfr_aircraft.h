@@ -21,8 +21,6 @@ struct area_t {
 };
 using areas_t = std::vector<area_t>;
 
-using texts_t = std::vector<std::string>;
-texts_t operator+(texts_t left, const texts_t& right);
 texts_t in_hex(const std::string& before, const bytes_t& bytes);  // "before0x5a", a text for each byte
 
 bytes_t uid_of(uint8_t first);  // 16 bytes, each one more than the last

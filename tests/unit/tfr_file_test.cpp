@@ -262,26 +262,6 @@ TEST_F(TfrFile, PositionedReadsTellWhatFails)
     expect_zeros(points, "get_tfr_item_polygon_buf");
 }
 
-TEST_F(TfrFile, DigestIsComputedAndReadByPath)
-{
-    const std::string computes = "calculate_md5_from_tfr_file: ", reads = "get_tfr_md5_by_read_file: ";
-    bytes_t digest(16, 0xee);
-    EXPECT_FALSE(calculate_md5_from_tfr_file("/tmp/missing", digest.data(), 16, true));
-    EXPECT_EQ(logged(), (texts_t{computes + "ERROR: No such file or directory\n", computes + "get file size fail"}));
-    write_file(TFR, bytes_t(16, 1));
-    EXPECT_FALSE(calculate_md5_from_tfr_file(TFR, digest.data(), 16, true));
-    EXPECT_EQ(digest, zeros(16));
-    EXPECT_EQ(logged(), texts_t{computes + "file_size:[16] is too short"});
-    digest.assign(16, 0xee);
-    EXPECT_FALSE(get_tfr_md5_by_read_file(TFR, digest.data(), 16, true));
-    EXPECT_EQ(digest, zeros(16));
-    EXPECT_EQ(logged(), texts_t{reads + "tfr file not complete, file_size:16, expect_md5_size:16"});
-    write_file(TFR, zeros(1) + md5_of(zeros(1)));  // the shortest that can be right
-    EXPECT_TRUE(tfr_check_md5(false));
-    EXPECT_THAT(logged(), IsEmpty());
-    EXPECT_TRUE(get_tfr_md5_by_read_file("/tmp/missing", digest.data(), 16, false)) << "the stored file's size counts";
-}
-
 // What a reader of these bytes hands on, and the uid that it finds behind.
 struct reading_t {
     std::vector<bytes_t> items;

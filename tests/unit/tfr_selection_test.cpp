@@ -29,27 +29,6 @@ protected:
     void takes(const areas_t& areas) { write_file(TFR, tfr_file(areas)); }
 };
 
-TEST_F(TfrSelection, DistanceIsToTheEdge)
-{
-    const auto distance = [&](int32_t lat, int32_t lng, uint16_t radius) {
-        return calculate_the_distance(item(0, lat, lng, radius));
-    };
-    flies_at(0, 0);
-    EXPECT_NEAR(distance(MILLIDEGREE, 0, 100), 11.3195, 0.001);
-    EXPECT_NEAR(distance(-3 * MILLIDEGREE, 4 * MILLIDEGREE, 0), 556.597, 0.01);
-    EXPECT_EQ(distance(0, 0, 65535), -65535.f) << "inside";
-    flies_at(60, 10);
-    EXPECT_NEAR(distance(60'000'000, 10'100'000, 0), 5566, 2) << "degrees of longitude shrink to the north";
-    flies_at(0, 179.9);
-    EXPECT_GT(distance(0, -179'900'000, 0), 4e7) << "nothing wraps at the date line";
-    flies_at(89, 0);
-    db.gps_ctrl_level = 0;
-    EXPECT_NEAR(distance(MILLIDEGREE, 0, 100), 11.3195, 0.001) << "without a position: from zero";
-    const gps_t converted = change_gps_format({-180'000'000, 90'000'000});
-    EXPECT_EQ(converted.lng, -180'000'000.f * 1e-6f * 0.017453292f);
-    EXPECT_EQ(converted.lat, 90'000'000.f * 1e-6f * 0.017453292f);
-}
-
 TEST_F(TfrSelection, SortExchangesAsWritten)
 {
     flies_at(0, 0);

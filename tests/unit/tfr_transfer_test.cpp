@@ -284,23 +284,3 @@ TEST_F(TfrTransfer, FullDiskTakesAPieceThatTheDigestFinds)
     EXPECT_EQ(sends_all(big), finished(0));
     EXPECT_EQ(file_bytes(TFR), big);
 }
-
-TEST_F(TfrTransfer, UsesNoHeap)
-{
-    if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
-    const auto request = [](const bytes_t& payload) {
-        return record_t{0x0200, FLIGHT, 0x03, 0xcd, WANTS_REPLY, 1, payload};
-    };
-    const auto size = static_cast<uint32_t>(file.size());
-    const record_t first = request(bytes_t{1} + u16(0) + u32(size) + bytes_t{255} + part(file, 0, 255));
-    const record_t second =
-        request(bytes_t{1} + u16(1) + u32(size) + bytes_t{uint8_t(size - 255)} + part(file, 255, size));
-    const record_t start = request({0}), finish = request({2}), unknown = request({9});
-    bus.remembers = false;
-    for (int round = 0; round < 3; ++round) {  // the first makes buffers of the C library ready
-        const uint64_t before = heap_calls();
-        for (const record_t* record : {&start, &first, &second, &second, &finish, &start, &finish, &unknown})
-            bus.delivers(*record);
-        EXPECT_TRUE(round == 0 || heap_calls() == before);
-    }
-}

@@ -97,8 +97,8 @@ public:
     uint8_t init(StateId init_sta, uint8_t state_num);
     // 1 for an id that the factory does not know, or when the list is full.
     uint8_t add_state(StateId id);
-    // Before the state's own events, hence stronger than they. Returns 0; with an unknown `state_id` the event has no
-    // effect.
+    // Before the state's own events, hence stronger than they. Returns 0; with an unknown `state_id` the event joins
+    // the start state, which is left at the first tick.
     uint8_t add_external_event(const char* event_name, StateId state_id, StateId event_trans_sta,
                                EventCallback event_callback, TransCallback trans_callback);
 

@@ -1,0 +1,301 @@
+// Motion-list files, craft tables and the tag file.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "afqt/include/afqt_craft_cfg.h"
+#include "afqt/include/afqt_debugger.h"
+#include "afqt/include/afqt_motion_cfg.h"
+#include "afqt/include/afqt_tag_file.h"
+#include "afqt_bench.h"
+
+using testing::Contains;
+
+class AfqtCfg : public AfqtBench {
+protected:
+    AfqtCfg()
+    {
+        during([] { afqt_debug_init(); });
+        logged();
+    }
+    std::string loads(const std::string& json)  // the motion ids of the list
+    {
+        out = during([&] { EXPECT_EQ(extract_motion_json(json.c_str()), 0); });
+        std::string ids;
+        for (AfqtMotionBase* motion : get_motion_list())
+            ids += std::to_string(motion->motion_id);
+        return ids;
+    }
+    // Files that only the number of entries and the members tell apart.
+    std::string loads(int number, const std::string& members)
+    {
+        return loads(R"({"attribute": {"motion_num": )" + std::to_string(number) + "}, " + members + "}");
+    }
+    static std::string member(const std::string& key, const std::string& kind)
+    {
+        return std::string("\"").append(key).append("\": ") + motion(kind);
+    }
+    std::string out;
+};
+
+TEST_F(AfqtCfg, ListHoldsTheNumberedMotions)
+{
+    const std::string hover0 = member("motion0", "kHover"), step1 = member("motion1", "kStep"),
+                      sweep2 = member("motion2", "kSweepChirpZ"), rtl3 = member("motion3", "kRtl");
+    const struct {
+        int number;
+        std::string members, ids;
+    } files[] = {
+        {3, hover0 + "," + step1 + "," + sweep2, "123"},
+        {2, hover0 + "," + step1 + "," + sweep2, "12"},
+        {3, step1 + "," + sweep2 + "," + rtl3, "23"},
+        {3, sweep2 + "," + step1 + "," + hover0, "123"},
+        {6, member("motion4", "kLine") + "," + hover0 + "," + member("motion5", "kRepeat") + "," + rtl3, "1657"},
+        {2, hover0 + "," + member("motion10", "kRtl") + "," + step1,
+         "16"},  // "motion10" holds "motion1" and stands first
+        {2, hover0 + "," + member("my_motion1", "kRtl"), "16"},
+        {2, hover0 + "," + step1 + "," + member("motion1", "kRtl"), "12"},
+        {2, hover0 + "," + member("Motion1", "kRtl"), "1"},
+        {3, hover0 + "," + member("motion1", "kFoo") + "," + sweep2, "13"},
+        {3, hover0 + "," + member("motion1", "khover") + "," + sweep2, "13"},
+        {0, hover0, ""},
+        {259, hover0 + "," + step1 + "," + sweep2 + "," + rtl3, "123"},  // low 8 bits: 3
+    };
+    for (const auto& file : files)
+        EXPECT_EQ(loads(file.number, file.members), file.ids) << file.number << " of " << file.members;
+    EXPECT_EQ(loads(2, hover0 + "," + step1), "12");
+    EXPECT_THAT(out, HasSubstr("start extract_motion_json\n"));
+    EXPECT_THAT(out, HasSubstr("[Json CFG] extract attr \r\n"));
+    EXPECT_EQ(count(out, "[Json CFG] extract motion \r\n"), 2u);
+    EXPECT_THAT(out, HasSubstr("[Json CFG] motion len : 2 \r\n"));
+    const texts_t lines = logged();
+    EXPECT_THAT(lines, Contains("extract_motion_json: [afqt] start extract_motion_json\r\n"));
+    EXPECT_THAT(lines, Contains("extract_motion_json: [Json CFG] motion len : 2 \r\n"));
+    EXPECT_THAT(lines, Contains("extract_attr: [Json CFG] extract attr \r\n"));
+    EXPECT_THAT(lines, Contains("extract_motion: [Json CFG] extract motion \r\n"));
+    EXPECT_EQ(extract_motion_json(nullptr), 0);
+    clear_motion_list();
+    EXPECT_THAT(get_motion_list(), IsEmpty());
+}
+
+TEST_F(AfqtCfg, AttributesStayUntilAFileSaysOtherwise)
+{
+    const AfqtMotionListAttrItem& attr = get_motion_list_attr();
+    loads(
+        R"({"attribute": {"owner": "o", "creat_time": "c", "motion_lis_ver": "v", "drone_type": "d", "department": "p",
+             "product_phase": "h", "archive_id": "a", "motion_list_uid": 4000000000, "motion_num": 3, "other": 1},
+             "attribute": {"owner": "second"}})");
+    EXPECT_EQ(attr.owner + attr.creat_time + attr.motion_lis_ver + attr.drone_type + attr.department +
+                  attr.product_phase + attr.archive_id,
+              "ocvdpha");
+    EXPECT_EQ(attr.motion_num, 3);
+    loads(R"({"attribute": {"owner": "x", "owner": "y", "Department": "z", "motion_list_uid": 77}})");
+    EXPECT_EQ(attr.owner + attr.department, "yp");
+    EXPECT_EQ(attr.motionlist_uid, 77u);
+    EXPECT_EQ(loads(R"({"attribute": {}, )" + member("motion0", "kHover") + "," + member("motion2", "kRtl") + "}"),
+              "16")
+        << "still 3";
+    loads("no json");
+    loads(R"({"attribute": [1, 2]})");
+    EXPECT_EQ(attr.owner, "y");
+    loads(
+        R"({"attribute": {"owner": 5, "department": null, "archive_id": ["a"], "motion_num": "9", "motion_list_uid": {}}})");
+    EXPECT_EQ(attr.owner + attr.department + attr.archive_id, "");
+    EXPECT_EQ(attr.creat_time, "c");
+}
+
+TEST_F(AfqtCfg, BrokenFilesGiveAnEmptyListAndNothingWorse)
+{
+    const std::string whole = list_of(
+        {hover(1.5), motion("kRepeat", R"("start_num": 1)"), motion("kStep", R"("reset_flag": false, "tilt_dir": 1e3)"),
+         motion("kSweepChirpZ", R"("amp": 2)"), motion("kLine", R"("stick_tilt": [{"time": 1}])"), motion("kRtl")});
+    for (size_t length = 0; length < whole.size(); ++length)
+        ASSERT_EQ(loads(whole.substr(0, length)), "") << length;
+    EXPECT_EQ(loads(whole), "172356");
+    for (const char* value : {"1", "\"x\"", "null", "true", "[]", "[[]]", "{}", "-1e400", "1e400"}) {
+        for (const char* key : {"attribute", "motion0", "motion_num", "motion_id", "para_cfg", "duration", "start_num",
+                                "reset_flag", "amp", "start_freq", "tilt_dir"}) {
+            std::string changed = whole;
+            for (size_t at = changed.find(key); at != std::string::npos; at = changed.find(key, at + 1)) {
+                if (changed[at + std::strlen(key)] != '"') continue;
+                changed.insert(at + std::strlen(key) + 2, std::string(value).append(", \"then\":"));
+            }
+            loads(changed);  // and does not fall over
+        }
+    }
+    for (const std::string& text : {std::string(), std::string("[]"), std::string("7"), std::string("\"motion0\""),
+                                    std::string("{}{"), std::string(100'000, '['), std::string(100'000, '{')}) {
+        EXPECT_EQ(loads(R"({"attribute": {"motion_num": 1}, )" + member("motion0", "kHover") + "}"), "1");
+        EXPECT_EQ(loads(text), "") << text.substr(0, 20);
+    }
+    std::string deep = R"({"attribute": {"motion_num": 1}, "motion0": {"motion_id": "kHover", "para_cfg": )";
+    for (int i = 0; i < 100'000; ++i)
+        deep += "{\"a\":";
+    EXPECT_EQ(loads(deep), "");
+    EXPECT_EQ(loads(R"({"attribute": {"motion_num": 3}, "motion0": 5, "motion1": {"motion_id": "kHover"},
+                     "motion2": {"motion_id": 1, "para_cfg": {}}})"),
+              "1")
+        << "a motion without parameters has its defaults, one without a kind is none";
+}
+
+TEST_F(AfqtCfg, FileIsChosenByItsIndex)
+{
+    has_list(list_of({hover(1)}));
+    has_list(list_of({hover(1), motion("kRtl")}), 12);
+    has_list("", 255);
+    EXPECT_EQ(get_motion_cfg_file_index(), 0);
+    const auto entries_of = [&](uint8_t index) {
+        set_motion_cfg_file_index(index);
+        out = during([] { EXPECT_EQ(get_motion_cfg(), 0); });
+        return get_motion_list().size();
+    };
+    EXPECT_EQ(entries_of(0), 1u);
+    EXPECT_EQ(entries_of(12), 2u);
+    const std::string path = std::string(AFQT_FILES) + "/afqt_motion_cfg_12.json";
+    EXPECT_THAT(out, testing::StartsWith("Current Json file is 12\n[afqt]filename is " + path +
+                                         "\n[JSON]file open success\nstart extract_motion_json\n"));
+    const texts_t lines = logged();
+    EXPECT_THAT(lines, Contains("get_motion_cfg: Current Json file is 12 \r\n"));
+    EXPECT_THAT(lines, Contains("get_motion_cfg: [afqt]filename is " + path + " \r\n"));
+    EXPECT_THAT(lines, Contains("get_motion_cfg: [JSON]file open success \r\n"));
+    EXPECT_EQ(entries_of(255), 0u);
+    std::filesystem::create_directory(std::string(AFQT_FILES) + "/afqt_motion_cfg_3.json");
+    EXPECT_EQ(entries_of(12), 2u);
+    EXPECT_EQ(entries_of(3), 0u) << "a directory is no list";
+}
+
+TEST_F(AfqtCfg, MissingFileEndsTheProcess)
+{
+    set_motion_cfg_file_index(9);
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            get_motion_cfg();
+        },
+        testing::ExitedWithCode(0), "afqt_motion_cfg_9.json\n\\[JSON\\]file open error\n$");
+    EXPECT_EQ(logged().back(), "get_motion_cfg: [JSON]file open error\n");
+}
+
+TEST_F(AfqtCfg, CraftTableFollowsTheDroneType)
+{
+    const auto selected_by = [&](uint8_t type) {
+        bus.sync_reply = {type};
+        EXPECT_EQ(load_craft_cfg(), 0);
+        return get_craft_cfg();
+    };
+    EXPECT_EQ(load_craft_cfg(), 0);
+    EXPECT_EQ(get_craft_cfg(), nullptr) << "no answer";
+    bus.results.send_sync = 0;
+    EXPECT_EQ(selected_by(52), nullptr);
+    EXPECT_EQ(selected_by(41), &RV880_AFQT_CFG);
+    EXPECT_EQ(selected_by(0), &RV880_AFQT_CFG);
+    logged();
+    EXPECT_EQ(selected_by(53), &QX520_AFQT_CFG);
+    EXPECT_THAT(logged(), ElementsAre("load_craft_cfg: [afqt] set_cfg_qx520 \r\n"));
+    set_craft_cfg(nullptr);
+    EXPECT_EQ(get_craft_cfg(), &QX520_AFQT_CFG);
+    const auto numbers = [](const AfqtCraftCfgItem& craft) {
+        std::string text;
+        const auto* values = reinterpret_cast<const fp32*>(&craft);
+        for (size_t i = 0; i < sizeof craft / sizeof *values; ++i)
+            text += std::to_string(std::lround(values[i] * 1000)) + " ";
+        return text;
+    };
+    EXPECT_EQ(numbers(RV880_AFQT_CFG),
+              "0 3000 7800 11500 13600 16100 18500 20300 21700 23700 24500 28000 29600 "
+              "835 25000 300000 75000 4000 -3000 6000 -5000 1000 35000 300000 200000 5000 -3000 8000 -6000 ");
+    EXPECT_EQ(numbers(QX520_AFQT_CFG),
+              "0 2000 5700 7900 10500 12000 14200 14600 15000 15500 15500 15500 15500 "
+              "750 20000 250000 100000 2000 -1500 6000 -6000 1000 30000 250000 150000 4000 -3000 6000 -6000 ");
+    for (int i = 0; i < CRAFT_TILT_POINTS; ++i)
+        EXPECT_EQ(ref_tilt[i], 5 * i);
+}
+
+class AfqtTag : public AfqtCfg {
+protected:
+    AfqtTag() { std::filesystem::create_directories(latest.parent_path()); }
+    uint8_t tagged(const std::string& number)
+    {
+        std::ofstream(latest) << number;
+        return creat_tag_file();
+    }
+    static std::string tag(const std::string& number)
+    {
+        const bytes_t bytes = file_bytes(AFQT_LOGS + ("/afqttag_" + number) + ".json");
+        return std::string(bytes.begin(), bytes.end());
+    }
+    std::filesystem::path latest = std::string(AFQT_FILES) + "/afqt/latest";
+};
+
+TEST_F(AfqtTag, IsNamedAfterTheLatestFlight)
+{
+    EXPECT_EQ(creat_tag_file(), 8);
+    EXPECT_EQ(logged().back(), "creat_tag_file: [afqt cfg] can't find latest!\r\n");
+    const std::map<std::string, std::string> names = {
+        {"7", "007"},       {"1234", "1234"}, {"10000", "10000"},
+        {"65535", "65535"}, {"65537", "001"}, {"abc", "000"},
+        {" 12 x\n", "012"}, {"-1", "65535"},  {std::string(5000, '0') + "9", "009"}};
+    for (const auto& [number, name] : names) {
+        std::filesystem::remove(AFQT_LOGS + ("/afqttag_" + name) + ".json");
+        EXPECT_EQ(tagged(number), 0) << number;
+        EXPECT_THAT(tag(name), HasSubstr("err_code")) << number;
+    }
+    EXPECT_FALSE(exists(std::string(AFQT_LOGS) + "/afqttag_9999.json"));
+    EXPECT_EQ(tagged(""), 0);
+    std::filesystem::create_directory(std::string(AFQT_LOGS) + "/afqttag_555.json");
+    EXPECT_EQ(tagged("555"), 9);
+    EXPECT_EQ(logged().back(), "creat_tag_file: creat afqt tag file failed!\r\n");
+
+    std::filesystem::remove(latest);  // there, but not to be opened: a socket
+    sockaddr_un address = {AF_UNIX, {}};
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", latest.c_str());
+    ASSERT_EQ(bind(socket(AF_UNIX, SOCK_STREAM, 0), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(creat_tag_file(), 8);
+    EXPECT_EQ(logged().back(), "creat_tag_file: [afqt cfg]FC Latest open error\n");
+    std::filesystem::remove_all(AFQT_LOGS);
+    EXPECT_EQ(creat_tag_file(), 8);
+}
+
+TEST_F(AfqtTag, TellsAircraftListTimeAndPlace)
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    loads(R"({"attribute": {"department": "d \"1\"", "product_phase": "p", "archive_id": "a", "motion_list_uid": 12,
+             "motion_num": 0}})");
+    ASSERT_EQ(tagged("1"), 0);
+    EXPECT_EQ(tag("001"),
+              "{\n\t\"department\":\t\"d \\\"1\\\"\",\n\t\"drone_type\":\t0,\n\t\"drone_sn\":\t\"\",\n"
+              "\t\"product_phase\":\t\"p\",\n\t\"archive_id\":\t\"a\",\n"
+              "\t\"test_date\":\t\"Thu Jan  1 00:00:00 1970\\n\",\n\t\"test_loc\":\t[0, 0],\n\t\"FCfirmware\":\t\"\",\n"
+              "\t\"motionlist_uid\":\t12,\n\t\"sweep\":\tnull,\n\t\"err_code\":\tnull\n}")
+        << "nobody answers, nothing is known";
+
+    bus.results.send_sync = 0;  // one answer for all three questions
+    const std::string sn = "SERIALNUMBER1234";
+    bus.sync_reply = bytes_t{53} + bytes_t(sn.begin(), sn.end()) + zeros(5) + u32(0xfffefdfc) + zeros(5);
+    db.app_unix_timestamp = 86400;
+    db.drone_gps[0] = 0.5;
+    db.drone_gps[1] = -1.25;
+    db.gps_ctrl_level = 2;
+    tagged("2");
+    EXPECT_THAT(tag("002"), HasSubstr("\"drone_type\":\t53,\n\t\"drone_sn\":\t\"SERIALNUMBER1234\",\n"));
+    EXPECT_THAT(tag("002"), HasSubstr("\"FCfirmware\":\t\"255.254.253.252\",\n"));
+    EXPECT_THAT(tag("002"), HasSubstr("\"Fri Jan  2 00:00:00 1970\\n\",\n\t\"test_loc\":\t[0, 0],\n"));
+    db.gps_ctrl_level = 3;
+    db.gps_unix_timestamp = 4000000000;  // beyond 2038
+    bus.sync_reply[0] = 0xfe;
+    tagged("2");
+    EXPECT_THAT(tag("002"), HasSubstr("\"drone_type\":\t-2,\n"));
+    EXPECT_THAT(tag("002"), HasSubstr("\"Tue Oct  2 07:06:40 2096\\n\",\n\t\"test_loc\":\t[0.5, -1.25],\n"));
+    const auto before = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    for (int i = 0; i < 20; ++i)
+        tagged("2");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}), before) << "no handle stays";
+    EXPECT_EQ(creat_tag_json(cJSON_CreateObject(), get_motion_list_attr(), nullptr), 0);
+}

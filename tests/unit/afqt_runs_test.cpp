@@ -1,0 +1,205 @@
+// Run after run: commands, reloads, repeats, and what a tick costs.
+#include <filesystem>
+
+#include "afqt_flight.h"
+#include "heap_count.h"
+
+// Where a run ends does not show in the next one.
+TEST_F(AfqtFlight, RunsAreAlike)
+{
+    const texts_t wanted = whole_flight();
+    flies(6);
+    ASSERT_EQ(flown(), wanted);
+    const struct {
+        const char* where;
+        uint8_t list;
+        int stations;  // so many are flown
+        int more_ticks;
+    } endings[] = {{"before take-off", 0, 1, 0},
+                   {"asked for take-off", 0, 1, 300},
+                   {"no take-off", 0, 1, 600},
+                   {"taking control", 0, 2, 0},
+                   {"asked for control", 0, 2, 300},
+                   {"no control", 0, 2, 600},
+                   {"hovering", 0, 3, 3},
+                   {"stepping", 0, 3, 100},
+                   {"before the way home", 0, 4, 50},
+                   {"on the way home", 0, 4, 103},
+                   {"before landing", 0, 5, 100},
+                   {"asking for landing", 0, 5, 600},
+                   {"landed", 0, 6, 0},
+                   {"empty list", 1, 1, 0}};
+    has_list(list_of({}), 1);
+    for (const auto& ending : endings) {
+        SCOPED_TRACE(ending.where);
+        flies(ending.stations, ending.list);
+        is_at(-20, 0);
+        tick(ending.more_ticks);
+        switched(2);
+        flown();
+        tick();
+        const bool on_the_way = ending.stations > 2 && ending.stations < 4;
+        const texts_t end = on_the_way ? texts_t{SWEEP_STOP, GIVE_CONTROL} : texts_t{GIVE_CONTROL};
+        EXPECT_EQ(flown(), ending.stations < 6 ? end : texts_t{});
+        EXPECT_EQ(ext(), 0);
+        tick(2);
+        EXPECT_THAT(flown(), IsEmpty());
+        flies(6);
+        EXPECT_EQ(flown(), wanted);
+    }
+}
+
+TEST_F(AfqtFlight, CommandsWaitForAStateThatTakesThem)
+{
+    switched(2);
+    tick(10);
+    EXPECT_EQ(ext(), 0);
+    switched(1);
+    tick();
+    EXPECT_EQ(ext(), 7) << "the newer one";
+    switched(2);
+    tick();
+    EXPECT_EQ(ext(), 1);
+    tick();
+    EXPECT_EQ(ext(), 0);
+    flown();
+    switched(1);
+    tick(3);
+    switched(1);  // during a run: it starts the next one
+    tick(20);
+    EXPECT_EQ(ext(), 1);
+    takes_off();
+    gives_control();
+    flies_list();
+    flies_home();
+    lands();
+    EXPECT_EQ(ext(), 0);
+    tick();
+    EXPECT_EQ(ext(), 7);
+}
+
+TEST_F(AfqtFlight, ReloadGoesOnForGoodAfterOneSuccess)
+{
+    bus.sync_reply = {41};
+    bus.results.send_sync = 0;
+    on();
+    EXPECT_THAT(told(), testing::Contains("0306 03/fd: ")) << "the craft table";
+    EXPECT_EQ(ext(), 1);
+    switched(2);
+    tick(2);
+    has_list("broken");
+    switched(1);
+    tick(2);
+    EXPECT_EQ(ext(), 1);
+    tick();
+    EXPECT_EQ(ext(), 9);
+}
+
+// What a repeat makes of [A, repeat, B]: A's ticks and B's, as frames.
+TEST_F(AfqtFlight, RepeatsKeepTheirOddSense)
+{
+    const auto vel = [](int amp) {  // one tick: finished at once, with a frame of its own
+        return motion("kStep", R"("repeat_times": 1, "intervals": 0, "loop_id": )" + std::to_string(amp));
+    };
+    const std::string a = vel(4), b = vel(7);
+    constexpr const char* A = "sticks 0a 0 0 0 0";
+    constexpr const char* B = "sticks 4a 0 0 0 0";
+    const auto repeat = [](int from, int to, int times) {
+        return motion("kRepeat", R"("start_num": )" + std::to_string(from) + R"(, "end_num": )" + std::to_string(to) +
+                                     R"(, "repeat_times": )" + std::to_string(times));
+    };
+    const struct {
+        const char* what;
+        texts_t list;
+        texts_t frames;
+    } lists[] = {
+        {"repetitions left: stepped over, and B with it", {a, repeat(1, 1, 2), b}, {A, A}},
+        {"none left: consulted, B is next", {a, repeat(1, 1, 0), b}, {A, A, B}},
+        {"stepped over, then on behind B", {a, repeat(1, 1, 1), b, b, a}, {A, A, B, A}},
+        {"two in a row, both stepped over", {a, repeat(1, 1, 1), repeat(1, 1, 1), b, b}, {A, A, B}},
+        {"stepped over onto one that is consulted", {a, repeat(1, 1, 1), repeat(1, 1, 0), b, b}, {A, A, B, B}},
+        {"names itself", {a, repeat(2, 2, 0), b}, {A, A, B}},
+        {"names one that names it", {a, repeat(3, 3, 0), repeat(2, 2, 0), b}, {A, A, A, B}},
+        {"names an entry outside", {a, repeat(9, 9, 0), b}, {A, A, B}},
+        {"names entry -1", {a, repeat(0, 0, 0), b}, {A, A, B}},
+        {"last: the list is over at once", {a, b, repeat(1, 2, 1)}, {A, B}},
+    };
+    for (const auto& list : lists) {
+        SCOPED_TRACE(list.what);
+        has_list(list_of(list.list));
+        on();
+        takes_off();
+        flown();
+        gives_control();
+        tick(20);
+        const texts_t frames = flown();
+        EXPECT_EQ(ext(), 4);
+        const auto stop = std::find(frames.begin(), frames.end(), SWEEP_STOP);
+        EXPECT_EQ(texts_t(frames.begin(), stop), list.frames);
+        switched(2);
+        tick(3);
+        flown();
+    }
+}
+
+TEST_F(AfqtFlight, WithoutAFixTheStartPointIsZero)
+{
+    db.gps_ctrl_level = 2;
+    on();
+    takes_off();
+    printed();
+    gives_control();
+    EXPECT_THAT(printed(), testing::Not(HasSubstr(" sssss  \r")));
+    tick(220 + 100);
+    flown();
+    db.drone_gps[0] = -3e-6;  // 19 m from there
+    db.drone_gps[1] = 0;
+    tick();
+    EXPECT_THAT(flown(), ElementsAre("pro 89 02 00 | 0 0 0 0 | 8 0 | 0 0 | 0 0"));
+    db.drone_gps[0] = 4;  // no position: a distance of -1 is below 0.2
+    tick(2);
+    EXPECT_EQ(ext(), 6);
+}
+
+TEST_F(AfqtFlight, MissingListEndsTheProcess)
+{
+    std::filesystem::remove(std::string(AFQT_FILES) + "/afqt_motion_cfg_0.json");
+    switched(1);
+    EXPECT_EXIT(tick(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(AfqtFlight, OrdinaryTicksUseNoHeap)
+{
+    if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
+    has_list(list_of({hover(1), STEP, motion("kSweepChirpZ", R"("duration": 0.1)"), motion("kRepeat"), hover(0.2),
+                      motion("kRtl", R"("pos_flag": false, "alt_flag": false, "yaw_flag": false)"), hover(1)}));
+    const auto heap_calls_of = [&](int ticks) {
+        uint64_t calls = 0;
+        during([&] {
+            std::printf("the buffer is there");
+            bus.remembers = false;
+            const uint64_t before = heap_calls();
+            for (int i = 0; i < ticks; ++i) {
+                clock.jumps(20ms);
+                clock.ticks("AFQT_TIMER");
+            }
+            calls = heap_calls() - before;
+            bus.remembers = true;
+        });
+        return calls;
+    };
+    EXPECT_EQ(heap_calls_of(120), 0u) << "idle";
+    on();
+    EXPECT_EQ(heap_calls_of(120), 0u) << "take-off";
+    takes_off();
+    EXPECT_EQ(heap_calls_of(120), 0u) << "control";
+    gives_control();
+    EXPECT_EQ(heap_calls_of(600), 0u) << "list, way home";
+    is_at(0.1, 0);
+    EXPECT_EQ(heap_calls_of(1000), 0u) << "landing";
+    EXPECT_EQ(ext(), 6);
+    is_in(12);
+    db.drone_fsm = DRONE_MOTOR_OFF;
+    EXPECT_EQ(heap_calls_of(10), 0u) << "done";
+    EXPECT_EQ(ext(), 0);
+}
