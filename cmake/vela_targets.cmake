@@ -16,6 +16,9 @@ target_compile_options(vela_no_exceptions INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-f
 # Every public header compiles alone: one empty source per header, which includes it and nothing else.
 # vela_check_headers(<target> [LANGUAGE C|CXX] HEADERS <header>...), headers relative to the current folder.
 function(vela_check_headers target)
+  if(NOT VELA_HEADER_CHECKS)
+    return()
+  endif()
   cmake_parse_arguments(arg "" "LANGUAGE" "HEADERS" ${ARGN})
   if(arg_LANGUAGE STREQUAL "C")
     set(ending c)

@@ -115,7 +115,7 @@ static const cJSON* find_motion(const cJSON* root, const char* key)
 static void fill_list(const cJSON* root)
 {
     for (int n = 0; n < afqt_motion_list_attr.motion_num; ++n) {
-        char key[16];
+        char key[24];
         std::snprintf(key, sizeof key, "motion%d", n);
         const cJSON* motion = find_motion(root, key);
         if (motion != nullptr) extract_motion(motion, g_motion_list);
