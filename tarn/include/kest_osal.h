@@ -20,8 +20,9 @@ typedef struct kest_osal_timer_attrib {
 } kest_osal_timer_attrib_t;
 
 // Starts a periodic timer on a thread of its own; the first call of `entry` comes one period from now. The schedule is
-// absolute: it does not drift, and ticks missed because `entry` overran are dropped. -EINVAL (null, no period),
-// -EAGAIN (no thread). `timer` is written only on success.
+// absolute: it does not drift, and ticks missed because `entry` overran are dropped (with TARN_TIME_SCALE above 1,
+// pauses up to 50 ms of real time are made up for). -EINVAL (null, no period), -EAGAIN (no thread). `timer` is written
+// only on success.
 kest_result_t kest_osal_timer_create(const kest_osal_timer_attrib_t* attrib, void** timer);
 
 // Microseconds since the system started, times TARN_TIME_SCALE. -EINVAL for null. Any thread, never blocks.

@@ -16,6 +16,7 @@
 namespace {
 
 constexpr int64_t NS_PER_SECOND = 1'000'000'000;
+constexpr int64_t MADE_UP_NS = 50'000'000;  // real time; a longer pause is somebody's doing, such as a debugger's
 
 struct periodic_timer {
     kest_osal_timer_entry_t entry;
@@ -48,12 +49,15 @@ TARN_CANCELLED_HERE void sleep_until_next(const periodic_timer& timer)
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
 }
 
-// The next point of the schedule. Those that passed while the callback ran are dropped.
+// The next point of the schedule. Those that passed while the callback ran are dropped. Where time runs faster than
+// real time, an ordinary pause of the machine is many points long and says nothing of the callback: there it is made up
+// for.
 void schedule_next(periodic_timer& timer)
 {
     timer.next_ns += timer.period_ns;
     const int64_t late_ns = monotonic_ns() - timer.next_ns;
-    if (late_ns > 0) timer.next_ns += (late_ns / timer.period_ns + 1) * timer.period_ns;
+    const int64_t made_up_ns = tarn::time_scale() > 1 ? MADE_UP_NS : 0;
+    if (late_ns > made_up_ns) timer.next_ns += (late_ns / timer.period_ns + 1) * timer.period_ns;
 }
 
 void ask_for_priority(int32_t priority)

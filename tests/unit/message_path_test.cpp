@@ -30,6 +30,10 @@ TEST_F(MessagePath, UsesNoHeap)
     const record_t database_version = {0x0200, UPGRADE, 0, 0x01, WANTS_REPLY, 1, {}};
     const record_t push = {0x0306, FLIGHT, 0x03, 0xc1, 0, 1, zeros(164)};
     const record_t unknown = {0x0200, FLIGHT, 0x55, 0x55, WANTS_REPLY, 1, {}};
+    const bytes_t fragment = bytes_t{1} + u16(0) + u32(1000) + bytes_t{255} + bytes_t(255, 0x33);
+    const record_t restrictions[] = {{0x0200, FLIGHT, 0x03, 0xcd, WANTS_REPLY, 1, fragment},
+                                     {0x0200, FLIGHT, 0x03, 0xcd, WANTS_REPLY, 1, {2}},
+                                     {0x0200, FLIGHT, 0x03, 0xcd, WANTS_REPLY, 1, {0}}};
     const std::string timers[] = {"nfz_upgrade_timer", "DBI_TIMER"};
     bus.remembers = false;
     const auto heap_calls_of = [&](const auto& action) {
@@ -47,6 +51,8 @@ TEST_F(MessagePath, UsesNoHeap)
         EXPECT_LE(heap_calls_of([&] { bus.delivers(database_version); }), allowed) << "database version";
         EXPECT_LE(heap_calls_of([&] { bus.delivers(push); }), allowed) << "bag push";
         EXPECT_LE(heap_calls_of([&] { bus.delivers(unknown); }), allowed) << "unknown command";
+        for (const record_t& step : restrictions)
+            EXPECT_LE(heap_calls_of([&] { bus.delivers(step); }), allowed) << "restrictions, step " << +step.payload[0];
         for (const std::string& timer : timers)
             EXPECT_LE(heap_calls_of([&] { clock.ticks(timer); }), allowed) << timer;
     }

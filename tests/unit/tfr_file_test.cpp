@@ -34,7 +34,8 @@ protected:
     void expect_dropped_and_selection_kept(const bytes_t& damaged)
     {
         write_file(TFR, damaged);
-        EXPECT_THAT(tick(), testing::EndsWith("/2:" + std::string(last_idx_++ % 2 == 0 ? "1" : "2")));
+        const auto idx = static_cast<uint8_t>(last_idx_++ % 2);
+        EXPECT_EQ(push_after_tick(), push_of(uid_of(0xa0), 2, idx, kept[idx].item()));
         EXPECT_TRUE(exists(TFR));
         EXPECT_THAT(file_bytes(TFR), IsEmpty());
         const texts_t texts = logged();
@@ -44,7 +45,8 @@ protected:
         EXPECT_LE(texts.size(), 6u) << testing::PrintToString(texts);
     }
 
-    const bytes_t two = tfr_file({{1, 0, 0, 100}, {2, 5 * MILLIDEGREE, 0, 7, 3}});
+    const areas_t kept = {{1, 0, 0, 100}, {2, 5 * MILLIDEGREE, 0, 7, 3}};
+    const bytes_t two = tfr_file(kept);
     int last_idx_ = 0;
 };
 

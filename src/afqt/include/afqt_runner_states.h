@@ -35,7 +35,7 @@ protected:
     static uint8_t display_mode() { return flight_get_db()->display_mode; }
 
 private:
-    static uint8_t motion_err(StateBaseRef sta) { return sta.get_err() != 0; }
+    static uint8_t event_err(StateBaseRef sta) { return sta.get_err() != 0; }
 };
 
 class RunMotionList::MotionListInit : public RunnerState {

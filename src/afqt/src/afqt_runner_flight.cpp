@@ -1,4 +1,5 @@
 // The list runner's states in the air and back on the ground.
+#include <cmath>
 #include <cstdio>
 
 #include "afqt/include/afqt_debugger.h"
@@ -109,6 +110,10 @@ void RunMotionList::RtlRun::fly_home()
     const vec2 position = {db->drone_gps[0], db->drone_gps[1]};
     vec2f error = {};  // north, east
     pos_err_ = get_gps_distance_and_component(error, cmd_pos_, position);
+    if (std::isnan(pos_err_)) {  // a position that is none: no stick may carry it on
+        send_hold_still();
+        return;
+    }
     if (pos_err_ > FAST_ABOVE_M) {
         fly_fast(error);
         return;

@@ -11,7 +11,7 @@ namespace afqt {
 
 uint8_t RunMotionList::RunnerState::init()
 {
-    return add_event("motion_err", kError, motion_err, nullptr);
+    return add_event("motion_err", kError, event_err, nullptr);
 }
 
 uint8_t RunMotionList::RunnerState::exit()
