@@ -42,7 +42,7 @@ void add_demo_command(CLI::App& tool, context_t& context)
     command->add_option("--service", options->demo.service, "the vela_flight program")->required();
     command->add_option("--areas", options->demo.areas, "GeoJSON file of restricted areas");
     command->add_option("--flight", options->demo.list, "fly this motion list instead");
-    command->add_option("--flight-log", options->demo.flight_log, "CSV file for the record of that flight")
+    command->add_option("--flight-log", options->demo.flight_log, "ULog file for the record of that flight")
         ->capture_default_str();
     add_route_option(*command, context);
     command->add_option("--size", options->size, "bytes of the database")->capture_default_str();

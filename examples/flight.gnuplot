@@ -1,4 +1,5 @@
-# Draws a flight record (vela fc --fly --log FILE.csv): a small picture in the terminal, and FILE.svg beside it.
+# Draws a flight record: a small picture in the terminal, and FILE.svg beside it.
+#   vela fc log flight.ulg --csv flight.csv
 #   gnuplot -e "record='flight.csv'" flight.gnuplot
 set datafile separator ","
 set key autotitle columnhead

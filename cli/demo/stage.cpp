@@ -88,9 +88,21 @@ step_result_t Stage::start_peers()
     app_ = peers::AppPeer::open(app_name, {}, error);
     if (!app_) return failed_because(explain_open_error(app_name, error));
     const peers::bus_name_t station_name = {context_.route, "factory", "station"};
-    station_ = peers::TestStation::open(station_name, events_, error);
+    station_ = peers::TestStation::open(station_name, recorded_events(), error);
     if (!station_) return failed_because(explain_open_error(station_name, error));
     return held("flight controller, app and factory station, simulated");
+}
+
+// The station hears which motion is flown, and its record gets that from here.
+peers::station_events_t Stage::recorded_events() const
+{
+    peers::station_events_t events = events_;
+    if (!flight_log_) return events;
+    events.heartbeat = [log = flight_log_.get(), told = events_.heartbeat](const afqt_heart_beat_t& beat) {
+        log->hear(beat);
+        if (told) told(beat);
+    };
+    return events;
 }
 
 std::unique_ptr<peers::FlightController> Stage::open_controller(const peers::bus_name_t& name,
@@ -101,12 +113,12 @@ std::unique_ptr<peers::FlightController> Stage::open_controller(const peers::bus
         if (standing) standing->bags().set_state(aircraft_);
         return standing;
     }
-    flight_log_ = peers::FlightLog::create(options_.flight_log);
     peers::flight_options_t flight;
     flight.latitude = aircraft_.latitude;
     flight.longitude = aircraft_.longitude;
     flight.aircraft.ground_altitude = static_cast<double>(aircraft_.altitude);
     flight.aircraft.noise = true;
+    flight_log_ = peers::FlightLog::create(options_.flight_log, flight.aircraft);
     if (flight_log_) flight.observer = [log = flight_log_.get()](const peers::flight_row_t& row) { log->write(row); };
     return peers::FlightController::open_flying(name, {}, flight, {}, error);
 }

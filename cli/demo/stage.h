@@ -24,7 +24,7 @@ struct demo_options_t {
     uint64_t rate = 400u << 10;                // bytes a second: the link of a phone
     std::string areas;                         // GeoJSON file of restricted areas
     std::string list;                          // motion list to be flown; empty: the aircraft stands
-    std::string flight_log = "/tmp/flight.csv";
+    std::string flight_log = "/tmp/flight.ulg";
 };
 
 class Stage {
@@ -66,6 +66,7 @@ public:
 
 private:
     step_result_t start_peers();
+    peers::station_events_t recorded_events() const;
     std::unique_ptr<peers::FlightController> open_controller(const peers::bus_name_t& name,
                                                              peers::bus_open_error_t& error);
     step_result_t start_service();
@@ -77,7 +78,7 @@ private:
     Waiter waiter_;
     Steps steps_;
     peers::station_events_t events_;
-    std::unique_ptr<peers::FlightLog> flight_log_;  // outlives the controller, which writes it
+    std::unique_ptr<peers::FlightLog> flight_log_;  // outlives controller and station, which write it
     std::unique_ptr<peers::FlightController> controller_;
     std::unique_ptr<peers::TestStation> station_;
     std::unique_ptr<peers::AppPeer> app_;

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 
 #include "flight_controller/flight_controller.h"
 #include "flight_controller/flight_log.h"
+#include "flight_record/flight_record.h"
 #include "flight_v1_wire.h"
 #include "messages/decode.h"
 #include "peer_fixture.h"
@@ -16,8 +15,8 @@
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 class Flight : public testing::Test {
 protected:
@@ -64,8 +63,8 @@ protected:
     Bus bus;
     std::mutex mutex;
     std::vector<peers::fc_event_kind> events;
-    std::string path = bus.directory() + "/flight.csv";
-    std::unique_ptr<peers::FlightLog> log = peers::FlightLog::create(path);
+    std::string path = bus.directory() + "/flight.ulg";
+    std::unique_ptr<peers::FlightLog> log = peers::FlightLog::create(path, {});
     std::unique_ptr<peers::FlightController> controller;
     std::unique_ptr<peers::BusEndpoint> service = bus.endpoint("flight_service", "flight_srv_fmu");
 };
@@ -106,14 +105,17 @@ TEST_F(Flight, FliesByMessagesAndReportsIntoTheBag)
 
     controller->stop();
     EXPECT_TRUE(log->close());
-    std::ifstream file(path);
-    std::string line;
-    std::getline(file, line);
-    EXPECT_THAT(line, HasSubstr("time_s,mode,state,roll_cmd_deg"));
-    long rows = 0;
-    for (const auto commas = std::count(line.begin(), line.end(), ','); std::getline(file, line); rows++)
-        EXPECT_EQ(std::count(line.begin(), line.end(), ','), commas);
-    EXPECT_GT(rows, 800);
+    peers::record_error_t error;
+    const auto record = peers::FlightRecord::read(path, error);
+    ASSERT_TRUE(record) << error.reason;
+    EXPECT_GT(record->topic("position")->times_us.size(), 800u);
+    std::vector<std::string> markers;
+    for (const peers::record_marker_t& marker : record->markers)
+        markers.push_back(marker.text);
+    // The last rows of the sweep and the landing may come in either order.
+    EXPECT_THAT(markers, UnorderedElementsAre("mode 11 (take-off)", "took off", "mode 6 (hold)",
+                                              "mode 17 (external control)", "sweep starts: attitude x at point 0",
+                                              "sweep ends", "mode 12 (landing)", "mode 6 (hold)", "motors off"));
 }
 
 TEST_F(Flight, MotorsHeldByAnotherDeviceStayOnTheGround)
