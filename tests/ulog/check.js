@@ -31,7 +31,7 @@ const TABLE = {
 
 const MARKERS = [
   "mode 11 (take-off)", "took off", "mode 6 (hold)", "mode 17 (external control)", "motion 1 starts: hover",
-  "motion 1 ends", "motion 2 starts: sweep, attitude x", "sweep starts: rate x at point 0", "sweep ends",
+  "motion 1 ends", "motion 2 starts: sweep, attitude x", "sweep starts: attitude x at point 0", "sweep ends",
   "motion 2 ends", "mode 12 (landing)", "mode 6 (hold)", "motors off",
 ];
 

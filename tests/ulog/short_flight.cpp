@@ -20,7 +20,7 @@ bool fly_all(peers::AircraftModel& model, peers::FlightLog& log)
     log.hear({kStaMotionListRun, 0, MOTION_HOVER, 1, kLoopNull});
     fly(model, 0.5);
     log.hear({kStaMotionListRun, 0, MOTION_SWEEP, 2, kAttiX});
-    model.sweep({MOTION_SWEEP, kSweepOn, 10, 50, 20, 2, kAttiX});
+    model.sweep({MOTION_SWEEP, kSweepOn, 10, 50, 20, 2, kAttiX + 3});  // as the flight controller counts its loops
     fly(model, 3);
     log.hear({kStaLanding, 0, NONE, 0, kLoopNull});
     model.basic_command(API_CMD_AUTO_LANDING, false);
