@@ -31,7 +31,7 @@ protected:
         writer->format("gears", "int8_t[2] turns;uint8_t _padding0;uint16_t torque;");
         writer->subscribe(300, "gears");
         for (uint8_t i = 0; i < 3; i++)
-            writer->data(300, 1000u * i, std::vector<uint8_t>{i, static_cast<uint8_t>(-i), 9, i, 1});
+            writer->data(300, uint64_t{1000} * i, std::vector<uint8_t>{i, static_cast<uint8_t>(-i), 9, i, 1});
         writer->log(2000, "stands");
         EXPECT_TRUE(writer->close());
         return content(path);
