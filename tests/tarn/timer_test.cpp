@@ -149,12 +149,26 @@ void exit_by_scale(const char* text, double scale)
     std::_Exit(timer_right && boot_right ? 0 : 1);
 }
 
+// Ends the process with 0 when a pause of `pause` in a callback, 20 times faster, costs no tick exactly if `made_up`.
+void exit_by_pause(std::chrono::milliseconds pause, bool made_up)
+{
+    ::setenv("TARN_TIME_SCALE", "20", 1);
+    ticker timer(20ms, [pause](size_t number) {
+        if (number == 5) std::this_thread::sleep_for(pause);
+    });
+    timer.has_called(200);
+    const double periods = std::chrono::duration<double>(timer.calls().at(199)).count() / 0.001;
+    std::_Exit((periods < 210) == made_up ? 0 : 1);
+}
+
 // The scale is read once per process, so each case has its own.
 TEST(TimeScaleDeathTest, MakesBootTimeAndTimersFasterAndAWrongValueIsNamed)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(exit_by_scale("20", 20.0), testing::ExitedWithCode(0), "^$");
     EXPECT_EXIT(exit_by_scale("0.5", 0.5), testing::ExitedWithCode(0), "^$");
+    EXPECT_EXIT(exit_by_pause(30ms, true), testing::ExitedWithCode(0), "^$");
+    EXPECT_EXIT(exit_by_pause(120ms, false), testing::ExitedWithCode(0), "^$");
     const char* complaint =
         "^tarn: TARN_TIME_SCALE is \"[^\n]*\", write a number from 0.001 to 10000; time runs at scale 1\n$";
     for (const char* wrong : {"0", "2x", "nan", ""}) {

@@ -13,11 +13,11 @@
 #include "afqt/include/afqt_debugger.h"
 #include "afqt/include/afqt_motion_cfg.h"
 #include "afqt/include/afqt_tag_file.h"
-#include "afqt_bench.h"
+#include "afqt_stand.h"
 
 using testing::Contains;
 
-class AfqtCfg : public AfqtBench {
+class AfqtCfg : public AfqtStand {
 protected:
     AfqtCfg()
     {

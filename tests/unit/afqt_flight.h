@@ -1,7 +1,7 @@
 // Whole flights, station by station, and what is said on the way.
 #pragma once
 
-#include "afqt_bench.h"
+#include "afqt_stand.h"
 
 inline constexpr const char* TAKEOFF = "0306 03/2a: 01";
 inline constexpr const char* LAND = "0306 03/2a: 02";
@@ -16,7 +16,7 @@ extern const std::string STEP;  // an entry of 200 ticks
 texts_t stepped();              // its frames
 
 // The list is a hover of 0.1 s and STEP. Each station leaves the aircraft where the next begins.
-class AfqtFlight : public AfqtBench {
+class AfqtFlight : public AfqtStand {
 protected:
     AfqtFlight();
     void on(uint8_t index = 0);  // on the ground, list loaded, take-off asked for once

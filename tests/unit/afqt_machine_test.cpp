@@ -1,7 +1,7 @@
 // The state machine framework, on a machine of its own.
 #include "afqt/include/afqt_debugger.h"
 #include "afqt/include/afqt_state_machine_base.h"
-#include "afqt_bench.h"
+#include "afqt_stand.h"
 
 using namespace afqt;
 using testing::Contains;
@@ -86,7 +86,7 @@ public:
     int refused = 0;
 };
 
-class AfqtMachine : public AfqtBench {
+class AfqtMachine : public AfqtStand {
 protected:
     AfqtMachine()
     {

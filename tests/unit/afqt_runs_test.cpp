@@ -78,23 +78,6 @@ TEST_F(AfqtFlight, CommandsWaitForAStateThatTakesThem)
     EXPECT_EQ(ext(), 7);
 }
 
-TEST_F(AfqtFlight, ReloadGoesOnForGoodAfterOneSuccess)
-{
-    bus.sync_reply = {41};
-    bus.results.send_sync = 0;
-    on();
-    EXPECT_THAT(told(), testing::Contains("0306 03/fd: ")) << "the craft table";
-    EXPECT_EQ(ext(), 1);
-    switched(2);
-    tick(2);
-    has_list("broken");
-    switched(1);
-    tick(2);
-    EXPECT_EQ(ext(), 1);
-    tick();
-    EXPECT_EQ(ext(), 9);
-}
-
 // What a repeat makes of [A, repeat, B]: A's ticks and B's, as frames.
 TEST_F(AfqtFlight, RepeatsKeepTheirOddSense)
 {
@@ -142,6 +125,28 @@ TEST_F(AfqtFlight, RepeatsKeepTheirOddSense)
     }
 }
 
+TEST_F(AfqtFlight, StartHeightAndHeadingAreThoseAtTheTakeOverOfControl)
+{
+    const std::string back = motion("kRtl", R"("pos_flag": false, "alt_flag": false, "yaw_flag": false)");
+    has_list(list_of({hover(0.2), back}));
+    db.altitude = 7;
+    db.atti_gnd[2] = 7;
+    bus.sync_reply = {41};
+    bus.results.send_sync = 0;
+    on();
+    EXPECT_THAT(told(), testing::Contains("0306 03/fd: ")) << "the craft table";
+    takes_off();
+    db.altitude = 10;
+    db.atti_gnd[2] = 20;
+    told();
+    gives_control();
+    db.altitude = 0;
+    db.atti_gnd[2] = 0;
+    is_at(-6, 0);
+    tick(20);
+    EXPECT_THAT(flown(), testing::Contains("pro 91 00 00 | 6 0 10 20 | 0 0 | 0 0 | 0 0"));
+}
+
 TEST_F(AfqtFlight, WithoutAFixTheStartPointIsZero)
 {
     db.gps_ctrl_level = 2;
@@ -156,16 +161,13 @@ TEST_F(AfqtFlight, WithoutAFixTheStartPointIsZero)
     db.drone_gps[1] = 0;
     tick();
     EXPECT_THAT(flown(), ElementsAre("pro 89 02 00 | 0 0 0 0 | 8 0 | 0 0 | 0 0"));
+    db.drone_gps[0] = NAN;
+    tick();
+    EXPECT_THAT(flown(), ElementsAre(HOLD_STILL));
+    EXPECT_EQ(ext(), 4);
     db.drone_gps[0] = 4;  // no position: a distance of -1 is below 0.2
     tick(2);
     EXPECT_EQ(ext(), 6);
-}
-
-TEST_F(AfqtFlight, MissingListEndsTheProcess)
-{
-    std::filesystem::remove(std::string(AFQT_FILES) + "/afqt_motion_cfg_0.json");
-    switched(1);
-    EXPECT_EXIT(tick(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(AfqtFlight, OrdinaryTicksUseNoHeap)

@@ -8,11 +8,11 @@
 #include "afqt/include/afqt_debugger.h"
 #include "afqt/include/afqt_motion_cfg.h"
 #include "afqt/include/afqt_send.h"
-#include "afqt_bench.h"
+#include "afqt_stand.h"
 
 using testing::SizeIs;
 
-class AfqtMessages : public AfqtBench {
+class AfqtMessages : public AfqtStand {
 protected:
     AfqtMessages()
     {
@@ -166,16 +166,9 @@ TEST_F(AfqtMessages, SwitchTakesOnAndOffAndNothingElse)
         EXPECT_THAT(asks(payload), SizeIs(4));
         EXPECT_EQ(get_motion_cfg_file_index(), 0);
     }
-
-    const uint8_t on[] = {1, 0, 7};
-    flight_v1_pack_t pack = {};
-    pack.p_data = on;
-    pack.data_len = sizeof on;
-    EXPECT_EQ(afqt_on_off_cmd(&pack, nullptr, 0), 0u);
-    EXPECT_EQ(get_motion_cfg_file_index(), 7);
 }
 
-class AfqtLog : public AfqtBench {
+class AfqtLog : public AfqtStand {
 protected:
     std::string restarts()
     {

@@ -1,4 +1,4 @@
-#include "afqt_bench.h"
+#include "afqt_stand.h"
 
 #include <cmath>
 #include <cstring>
@@ -87,7 +87,7 @@ size_t count(const std::string& texts, const std::string& text)
     return found;
 }
 
-AfqtBench::AfqtBench()
+AfqtStand::AfqtStand()
 {
     service_starts();
     std::filesystem::create_directories("/tmp/blackbox/log");
@@ -95,24 +95,24 @@ AfqtBench::AfqtBench()
     sent();
 }
 
-void AfqtBench::starts()
+void AfqtStand::starts()
 {
     printed_ += during([] { afqt_init(); });
     tick();
 }
 
-void AfqtBench::has_list(const std::string& json, int index)
+void AfqtStand::has_list(const std::string& json, int index)
 {
     const std::string path = std::string(AFQT_FILES) + "/afqt_motion_cfg_" + std::to_string(index) + ".json";
     write_file(path, bytes_t(json.begin(), json.end()));
 }
 
-void AfqtBench::switched(uint8_t command, uint8_t index)
+void AfqtStand::switched(uint8_t command, uint8_t index)
 {
     EXPECT_TRUE(bus.delivers({STATION, FLIGHT, 0x22, 0x48, WANTS_REPLY, 7, {command, 0, index}}));
 }
 
-void AfqtBench::tick(int count)
+void AfqtStand::tick(int count)
 {
     printed_ += during([&] {
         for (int i = 0; i < count; ++i) {
@@ -122,19 +122,19 @@ void AfqtBench::tick(int count)
     });
 }
 
-uint8_t AfqtBench::ext() const
+uint8_t AfqtStand::ext() const
 {
     return afqt::get_afqt_main().update_ext_state();
 }
 
-void AfqtBench::is_at(double north, double east)
+void AfqtStand::is_at(double north, double east)
 {
     db.gps_ctrl_level = 3;
     db.drone_gps[0] = HOME_LAT + north / EARTH;
     db.drone_gps[1] = HOME_LON + east / (EARTH * std::cos(HOME_LAT));
 }
 
-texts_t AfqtBench::told(bool with_heartbeats)
+texts_t AfqtStand::told(bool with_heartbeats)
 {
     texts_t texts;
     for (const record_t& record : sent()) {
@@ -144,7 +144,7 @@ texts_t AfqtBench::told(bool with_heartbeats)
     return texts;
 }
 
-texts_t AfqtBench::logged()
+texts_t AfqtStand::logged()
 {
     std::fflush(nullptr);
     const bytes_t bytes = file_bytes(log_name);

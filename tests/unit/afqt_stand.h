@@ -25,9 +25,9 @@ std::string list_of(const texts_t& motions);  // attributes with their number, m
 size_t count(const texts_t& texts, const std::string& text);
 size_t count(const std::string& texts, const std::string& text);
 
-class AfqtBench : public Aircraft {
+class AfqtStand : public Aircraft {
 protected:
-    AfqtBench();  // the link is up and the directories are there; the module does not run yet
+    AfqtStand();  // the link is up and the directories are there; the module does not run yet
 
     void starts();  // the module, until its first tick has passed
     void has_list(const std::string& json, int index = 0);
