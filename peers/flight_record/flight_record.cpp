@@ -164,8 +164,9 @@ bool Reader::take_subscription(bytes_view payload)
     const std::string name(text_of(payload.subspan(sizeof subscription)));
     const auto layout = layouts_.find(name);
     if (layout == layouts_.end()) return wrong("topic \"" + name + "\" has no format");
-    if (!streams_.emplace(subscription.id, stream_t{&layout->second, record_.topics.size()}).second)
-        return wrong("topic id " + std::to_string(subscription.id) + " a second time");
+    const uint16_t id = subscription.id;  // no reference into a packed record
+    if (!streams_.emplace(id, stream_t{&layout->second, record_.topics.size()}).second)
+        return wrong("topic id " + std::to_string(id) + " a second time");
     record_topic_t topic = {name, subscription.instance, {}, {}};
     for (const ulog_field_t& field : layout->second.fields) {
         columns_ += field.count;
