@@ -33,7 +33,7 @@ std::vector<uint32_t> restrictions_t::ids() const
 {
     std::vector<uint32_t> ids;
     for (const auto& area : areas) {
-        if (area) ids.push_back(area->area_id);
+        if (area) ids.push_back(uint32_t{area->area_id});  // a copy: nothing may refer into a packed record
     }
     return ids;
 }
