@@ -1,11 +1,6 @@
-// The platform in memory: clock, timers, bus and logger do what a test says and remember what they were given. The
-// kest_* operations reach the one ScriptedPlatform that lives.
+// The platform on the virtual clock as the unit tests use it: everything happens in the order in which it was made,
+// sends go nowhere, and clock, bus and logger do what a test says and remember what they were given.
 #pragma once
-
-#include <kest_event.h>
-#include <kest_mb.h>
-#include <kest_osal.h>
-#include <kest_sketch.h>
 
 #include <atomic>
 #include <cerrno>
@@ -16,18 +11,18 @@
 #include <string>
 #include <vector>
 
+#include "platform/platform.h"
+
 using bytes_t = std::vector<uint8_t>;
 
 // Time stands still until the test moves it.
 class ScriptedClock {
 public:
-    struct timer_t {
-        std::string name;
-        kest_osal_timer_attrib_t attrib;
-        uint64_t due_us;  // boot time of the next tick
-    };
+    using timer_t = sim::platform_timer_t;
 
-    uint64_t now_us() const { return now_us_; }
+    explicit ScriptedClock(sim::Platform& platform) : timers(platform.timers().all()), platform_(platform) {}
+
+    uint64_t now_us() const { return platform_.schedule().now_us(); }
 
     // Time goes on, and each timer fires when it falls due: by due time, then by creation.
     void passes(std::chrono::microseconds time);
@@ -41,21 +36,10 @@ public:
     kest_result_t creation_result = 0;  // of every timer creation from now on
     uint32_t creations = 0;             // asked for, refused ones included
 
-    std::vector<std::unique_ptr<timer_t>> timers;
+    const std::vector<std::unique_ptr<timer_t>>& timers;
 
 private:
-    timer_t* next_due(uint64_t until_us) const;
-
-    std::atomic<uint64_t> now_us_ = 0;  // a handler may be busy on another thread while the test moves time
-};
-
-// What stands behind an event client's handle.
-struct kest_event_client {
-    uint16_t host;
-    bool started;
-    void* userdata;
-    const kest_event_cmd_desc_t* tables[KEST_EVENT_SETS];
-    uint32_t counts[KEST_EVENT_SETS];
+    sim::Platform& platform_;
 };
 
 // One record, in either direction.
@@ -75,6 +59,8 @@ void PrintTo(const record_t& record, std::ostream* out);
 
 class ScriptedBus {
 public:
+    explicit ScriptedBus(sim::Bus& bus) : bus_(bus) {}
+
     // What each operation answers from now on.
     struct results_t {
         kest_result_t create_route_table = 0;
@@ -86,10 +72,6 @@ public:
     bytes_t sync_reply;           // payload that a waiting send gets
     uint32_t sync_reply_len = 0;  // 0: as it is; else the length that its record claims
 
-    // Addresses of this process's endpoints.
-    std::map<std::string, uint16_t> hosts = {{"flight_srv_fmu", 0x1105}, {"flight_nfz_upgrade", 0x1106}};
-    int32_t target_size = 5;  // of every route table
-
     // Creation calls in order: "create_route_table CONFIG SERVICE ENDPOINT", "create_client", ...
     std::vector<std::string> calls;
 
@@ -99,17 +81,20 @@ public:
     bool remembers = true;          // false: `sent`, `replies` and the log stay as they are, and no heap is used
 
     // The client with this address; null before its creation.
-    kest_event_client* client(uint16_t host) const;
+    kest_event_client* client(uint16_t host) const { return bus_.client(host); }
 
     // A record arrives at the client `record.to`. The bytes behind its payload are zero, as the platform promises.
     // False when it is dropped: no started client, or no descriptor for set and id.
     bool delivers(const record_t& record) const;
 
-    std::vector<std::unique_ptr<kest_event_client>> clients;
+private:
+    sim::Bus& bus_;
 };
 
 class ScriptedLog {
 public:
+    explicit ScriptedLog(sim::log_hooks_t& hooks) : filters(hooks.filters) {}
+
     struct line_t {
         int32_t module;
         int32_t level;
@@ -121,7 +106,7 @@ public:
         std::string printed;
     };
     std::vector<line_t> lines;
-    bool filters = false;  // true: every line is filtered out
+    bool& filters;  // true: every line is filtered out
 
     kest_result_t initialize_result = 0;
     kest_sketch_attrib_t attrib = {};  // as handed over
@@ -136,14 +121,19 @@ private:
 };
 
 class ScriptedPlatform {
+    sim::Platform platform_;
+
 public:
     ScriptedPlatform();
-    ~ScriptedPlatform();
-    ScriptedPlatform(const ScriptedPlatform&) = delete;
-    ScriptedPlatform& operator=(const ScriptedPlatform&) = delete;
 
     ScriptedClock clock;
     ScriptedBus bus;
     ScriptedLog log;
     std::mutex mutex;  // guards what is remembered: senders and loggers run on any thread
+
+private:
+    kest_result_t set_up(const sim::setup_t& setup);
+    void remember(const sim::handed_over_t& record);
+    kest_result_t answer(const sim::handed_over_t& record, const sim::answer_room_t& room);
+    void remember_line(int32_t module, int32_t level, const char* head, const char* format, va_list args);
 };
