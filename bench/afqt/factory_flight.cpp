@@ -21,13 +21,12 @@
 #include "factory/test_station.h"
 #include "factory/test_watch.h"
 #include "flight_controller/flight_controller.h"
+#include "start_up.h"
 
 using namespace std::chrono_literals;
 using wall_clock = std::chrono::steady_clock;
 
 static constexpr const char* ROUTES = "/usr/local/tarn/vela.json";
-
-int vela_flight_main();  // the service's own
 
 [[noreturn]] static void give_up(const char* why)
 {
@@ -58,7 +57,9 @@ static pid_t start_service(tick_probe_t* probe)
     dup2(nowhere, STDOUT_FILENO);
     dup2(nowhere, STDERR_FILENO);
     watch_ticks(probe);
-    _exit(vela_flight_main());
+    vela_flight_start_up();
+    for (;;)
+        pause();
 }
 
 static std::unique_ptr<peers::FlightController> open_aircraft()

@@ -18,7 +18,9 @@ constexpr double SETTLING_S = 0.5;        // on the ground before the motors go 
 }  // namespace
 
 AircraftModel::AircraftModel(const aircraft_config_t& config)
-    : config_(config), airframe_(config.wind, config.noise, config.seed, config.heading)
+    : config_(config),
+      airframe_(config.wind, config.noise, config.seed, config.heading, config.mass),
+      loops_(config.gain)
 {
 }
 

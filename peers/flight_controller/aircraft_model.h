@@ -14,6 +14,8 @@ struct aircraft_config_t {
     double ground_altitude = 0;  // metres above sea
     double heading = 0;          // rad, on the ground
     wind_t wind;
+    double mass = 1;  // factor: loads that the loops know nothing of
+    double gain = 1;  // factor on the gains of all loops
     bool noise = false;
     uint64_t seed = 1;
     sweep_law law = sweep_law::exponential;

@@ -25,8 +25,8 @@ double lagged(double value, double target, double time_constant)
 
 }  // namespace
 
-Airframe::Airframe(const wind_t& wind, bool noise, uint64_t seed, double heading)
-    : wind_(wind), noisy_(noise), random_(seed)
+Airframe::Airframe(const wind_t& wind, bool noise, uint64_t seed, double heading, double mass)
+    : wind_(wind), noisy_(noise), mass_(mass), random_(seed)
 {
     truth_.attitude = quat_of_angles({0, 0, heading});
     sensed_ = truth_;
@@ -52,15 +52,16 @@ void Airframe::run_motors(const motor_command_t& command)
 void Airframe::move()
 {
     const vec3_t wind = {wind_.mean.x, wind_.mean.y, 0};
-    truth_.air = -DRAG * (truth_.velocity - wind - gust_);
     const vec3_t lift = rotated(truth_.attitude, {0, 0, -truth_.thrust});
+    const vec3_t drag = -DRAG * (truth_.velocity - wind - gust_);
+    truth_.air = (1 / mass_) * drag + (1 / mass_ - 1) * lift;
     truth_.velocity = truth_.velocity + STEP_S * (lift + truth_.air + vec3_t{0, 0, GRAVITY});
     truth_.position = truth_.position + STEP_S * truth_.velocity;
 
     const vec3_t spin = {INERTIA.x * truth_.rates.x, INERTIA.y * truth_.rates.y, INERTIA.z * truth_.rates.z};
     const vec3_t gyro = cross(truth_.rates, spin);
-    const vec3_t turn = {torque_.x - gyro.x / INERTIA.x, torque_.y - gyro.y / INERTIA.y,
-                         torque_.z - gyro.z / INERTIA.z};
+    const vec3_t turn = {torque_.x / mass_ - gyro.x / INERTIA.x, torque_.y / mass_ - gyro.y / INERTIA.y,
+                         torque_.z / mass_ - gyro.z / INERTIA.z};
     truth_.rates = truth_.rates + STEP_S * turn;
     truth_.attitude = normalized(truth_.attitude * quat_of(STEP_S * truth_.rates));
 }

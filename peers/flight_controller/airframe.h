@@ -19,7 +19,7 @@ struct motion_t {
     vec3_t velocity;  // m/s north, east, down
     quat_t attitude;
     vec3_t rates;  // rad/s about the body's axes
-    // Acceleration that the thrust does not explain: the air. North, east, down.
+    // Acceleration that the thrust does not explain: the air, and mass that nobody reckoned with. North, east, down.
     vec3_t air;
     double thrust = 0;  // m/s2, up along the body; the motors report their speed
 };
@@ -31,8 +31,9 @@ struct motor_command_t {
 
 class Airframe {
 public:
-    // Stands on the ground, turned to `heading` (rad). The same arguments and commands give the same flight.
-    Airframe(const wind_t& wind, bool noise, uint64_t seed, double heading);
+    // Stands on the ground, turned to `heading` (rad). `mass`, inertia alike: as a factor of what the motors' commands
+    // are reckoned for. The same arguments and commands give the same flight.
+    Airframe(const wind_t& wind, bool noise, uint64_t seed, double heading, double mass = 1);
 
     void step(const motor_command_t& command);
 
@@ -50,6 +51,7 @@ private:
 
     const wind_t wind_;
     const bool noisy_;
+    const double mass_;
     std::mt19937_64 random_;
     std::normal_distribution<double> normal_;
     motion_t truth_;

@@ -93,9 +93,9 @@ motor_command_t ControlLoops::step(const setpoint_t& setpoint, const motion_t& m
     motor_command_t command;
     command.thrust = lift_ / std::max(std::cos(angles.x) * std::cos(angles.y), LEAST_UPRIGHT);
     const vec3_t error = rates - motion.rates;
-    command.acceleration.x = bounded(TILT_GAINS.inner * error.x + added_.torque.x, MAX_ROLL_ACC);
-    command.acceleration.y = bounded(TILT_GAINS.inner * error.y + added_.torque.y, MAX_ROLL_ACC);
-    command.acceleration.z = bounded(YAW_GAINS.inner * error.z + added_.torque.z, MAX_YAW_ACC);
+    command.acceleration.x = bounded(gain_ * TILT_GAINS.inner * error.x + added_.torque.x, MAX_ROLL_ACC);
+    command.acceleration.y = bounded(gain_ * TILT_GAINS.inner * error.y + added_.torque.y, MAX_ROLL_ACC);
+    command.acceleration.z = bounded(gain_ * YAW_GAINS.inner * error.z + added_.torque.z, MAX_YAW_ACC);
     return command;
 }
 
@@ -112,7 +112,7 @@ vec2_t ControlLoops::speed_for(const setpoint_t& setpoint, const motion_t& motio
     if (setpoint.horizontal == horizontal_level::position) {
         commands_.position = setpoint.position + turned(added_.position, heading);
         const vec2_t away = commands_.position - vec2_t{motion.position.x, motion.position.y};
-        speed = speed + POSITION_GAIN * turned(away, -heading);
+        speed = speed + gain_ * POSITION_GAIN * turned(away, -heading);
     }
     return at_most(speed, setpoint.max_speed);
 }
@@ -124,7 +124,7 @@ vec2_t ControlLoops::tilt_for(const setpoint_t& setpoint, const motion_t& motion
     const vec2_t velocity = turned({motion.velocity.x, motion.velocity.y}, -heading);
     const vec2_t wind = turned({wind_.x, wind_.y}, -heading);
     commands_.velocity = speed_for(setpoint, motion, heading);
-    commands_.acceleration = SPEED_GAIN * (commands_.velocity - velocity) + DRAG * velocity - wind +
+    commands_.acceleration = gain_ * SPEED_GAIN * (commands_.velocity - velocity) + DRAG * velocity - wind +
                              turned(setpoint.acceleration, -heading) + added_.acceleration;
     const vec2_t asked = at_most(commands_.acceleration, lift_ * std::tan(MAX_TILT));
     return tilt + vec2_t{std::atan2(asked.y, std::hypot(asked.x, lift_)), std::atan2(-asked.x, lift_)};
@@ -135,7 +135,7 @@ double ControlLoops::yaw_rate_for(const setpoint_t& setpoint, double heading)
     double rate = setpoint.yaw_rate;
     if (setpoint.yaw_mode == yaw_level::angle) {
         commands_.angles.z = wrapped(setpoint.yaw + added_.yaw);
-        rate += YAW_GAINS.outer * wrapped(commands_.angles.z - heading);
+        rate += gain_ * YAW_GAINS.outer * wrapped(commands_.angles.z - heading);
     }
     return bounded(rate, MAX_YAW_RATE);
 }
@@ -149,7 +149,7 @@ vec3_t ControlLoops::rates_for(const setpoint_t& setpoint, const motion_t& motio
         commands_.angles.x = tilt.x;
         commands_.angles.y = tilt.y;
         const vec3_t error = rotation_of(inverse(motion.attitude) * quat_of_angles({tilt.x, tilt.y, angles.z}));
-        rates = rates + TILT_GAINS.outer * vec3_t{error.x, error.y, 0};
+        rates = rates + gain_ * TILT_GAINS.outer * vec3_t{error.x, error.y, 0};
     }
     const vec3_t turn = {0, 0, yaw_rate_for(setpoint, angles.z)};
     const vec3_t asked = rates + rotated(inverse(motion.attitude), turn) + added_.rates;
@@ -165,10 +165,11 @@ double ControlLoops::climb_acceleration_for(const setpoint_t& setpoint, const mo
         double climb = setpoint.climb + added_.climb;
         if (setpoint.vertical == vertical_level::height) {
             commands_.height = setpoint.height + added_.height;
-            climb += HEIGHT_GAINS.outer * (commands_.height + motion.position.z);
+            climb += gain_ * HEIGHT_GAINS.outer * (commands_.height + motion.position.z);
         }
         commands_.climb = bounded(climb, MAX_CLIMB);
-        acceleration += HEIGHT_GAINS.inner * (commands_.climb + motion.velocity.z) - DRAG * motion.velocity.z + wind_.z;
+        acceleration +=
+            gain_ * HEIGHT_GAINS.inner * (commands_.climb + motion.velocity.z) - DRAG * motion.velocity.z + wind_.z;
     }
     commands_.climb_acceleration = bounded(acceleration, MAX_CLIMB_ACC);
     return commands_.climb_acceleration;

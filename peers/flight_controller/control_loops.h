@@ -55,6 +55,9 @@ struct excitation_t {
 
 class ControlLoops {
 public:
+    // `gain`: factor on the gains of all loops.
+    explicit ControlLoops(double gain = 1) : gain_(gain) {}
+
     motor_command_t step(const setpoint_t& setpoint, const motion_t& motion, const excitation_t& excitation);
 
     const loop_commands_t& commands() const { return commands_; }
@@ -67,6 +70,7 @@ private:
     double yaw_rate_for(const setpoint_t& setpoint, double heading);
     void feel_wind(const motion_t& motion);
 
+    const double gain_;
     vec3_t wind_;            // m/s2, what the air would do to a hovering aircraft, smoothed
     double lift_ = GRAVITY;  // m/s2, upward part of the thrust asked for
     loop_commands_t commands_;

@@ -118,7 +118,10 @@ void FlightLog::define(const aircraft_config_t& aircraft)
     writer_->info("wind_east_m_s", static_cast<float>(aircraft.wind.mean.y));
     writer_->info("gusts_m_s", static_cast<float>(aircraft.wind.gusts));
     writer_->info("ground_altitude_m", static_cast<float>(aircraft.ground_altitude));
-    const auto gain = [this](const char* name, double value) { writer_->parameter(name, static_cast<float>(value)); };
+    const auto parameter = [this](const char* name, double value) {
+        writer_->parameter(name, static_cast<float>(value));
+    };
+    const auto gain = [&](const char* name, double value) { parameter(name, aircraft.gain * value); };
     gain("TILT_RATE_GAIN", TILT_GAINS.inner);
     gain("TILT_GAIN", TILT_GAINS.outer);
     gain("YAW_RATE_GAIN", YAW_GAINS.inner);
@@ -127,8 +130,9 @@ void FlightLog::define(const aircraft_config_t& aircraft)
     gain("HEIGHT_GAIN", HEIGHT_GAINS.outer);
     gain("SPEED_GAIN", SPEED_GAIN);
     gain("POSITION_GAIN", POSITION_GAIN);
-    gain("MOTOR_LAG_S", MOTOR_LAG_S);
-    gain("DRAG", DRAG);
+    parameter("MOTOR_LAG_S", MOTOR_LAG_S);
+    parameter("DRAG", DRAG);
+    parameter("MASS_FACTOR", aircraft.mass);
     for_each_topic([this](uint16_t, std::span<const flight_column_t> columns) {
         std::string fields;
         for (const flight_column_t& column : columns)

@@ -1,0 +1,90 @@
+#include "world/flight_figures.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace sim {
+namespace {
+
+double degrees(double radians)
+{
+    return radians / peers::RADIANS_PER_DEGREE;
+}
+
+struct quantity_t {
+    double command;
+    double value;
+};
+
+// What a step on this loop changes, and what should follow it; angles in degrees.
+std::optional<quantity_t> quantity_of(uint8_t loop, const peers::flight_row_t& row)
+{
+    const peers::loop_commands_t& commands = row.commands;
+    switch (loop) {
+        case kAttiX:
+        case kAttiStbX:
+            return quantity_t{degrees(commands.angles.x), degrees(row.angles.x)};
+        case kAttiY:
+        case kAttiStbY:
+            return quantity_t{degrees(commands.angles.y), degrees(row.angles.y)};
+        case kAttiZ:
+            return quantity_t{degrees(commands.angles.z), degrees(row.angles.z)};
+        case kVelX:
+            return quantity_t{commands.velocity.x, row.velocity.x};
+        case kVelY:
+            return quantity_t{commands.velocity.y, row.velocity.y};
+        case kVertVel:
+            return quantity_t{commands.climb, row.velocity.z};
+        case kVertPos:
+            return quantity_t{commands.height, row.position.z};
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+void FlightFigures::take(const peers::flight_row_t& row)
+{
+    const peers::vec3_t& position = row.position;
+    if (row.state != peers::flight_state::motors_off) {
+        const peers::vec3_t& last = last_position_;
+        so_far_.path_m += std::hypot(position.x - last.x, position.y - last.y, position.z - last.z);
+    }
+    last_position_ = position;
+    so_far_.highest_m = std::max(so_far_.highest_m, position.z);
+    so_far_.landed_m = std::hypot(position.x, position.y);
+    so_far_.farthest_m = std::max(so_far_.farthest_m, so_far_.landed_m);
+    const double tilt = std::hypot(row.angles.x, row.angles.y);
+    so_far_.worst_tilt_deg = std::max(so_far_.worst_tilt_deg, degrees(tilt));
+    follow(row);
+}
+
+void FlightFigures::follow(const peers::flight_row_t& row)
+{
+    const std::optional<quantity_t> quantity = quantity_of(loop_, row);
+    if (!quantity) return;
+    stepped_t& stepped = stepped_[loop_];
+    stepped.times.push_back(row.time);
+    stepped.commands.push_back(quantity->command);
+    stepped.values.push_back(quantity->value);
+}
+
+void FlightFigures::hear(const afqt_heart_beat_t& beat)
+{
+    const bool steps = beat.afqt_state == kStaMotionListRun && beat.motion_id == MOTION_STEP;
+    loop_ = steps ? beat.motion_loop : uint8_t{kLoopNull};
+}
+
+flight_figures_t FlightFigures::figures() const
+{
+    flight_figures_t figures = so_far_;
+    for (const auto& [loop, stepped] : stepped_) {
+        const auto measured = peers::measure_steps({stepped.times, stepped.commands, stepped.values});
+        if (measured) figures.steps[loop] = *measured;
+    }
+    return figures;
+}
+
+}  // namespace sim
