@@ -45,36 +45,6 @@ std::unique_ptr<peers::TestStation> open_station(const context_t& context, const
     return station;
 }
 
-// Each line is one print.
-void print_line(const context_t& context, double seconds, const std::string& text, const json& object)
-{
-    if (context.as_json)
-        std::printf("%s\n", json{{"seconds", seconds}, {"event", object}}.dump().c_str());
-    else
-        std::printf("%8.1f s  %s\n", seconds, text.c_str());
-    std::fflush(stdout);
-}
-
-exit_code print_end(const context_t& context, const peers::test_report_t& report, double seconds)
-{
-    const json more = {{"outcome", peers::outcome_name(report.outcome)}, {"seconds", seconds}, {"beats", report.beats}};
-    if (report.outcome != peers::test_outcome::finished)
-        return cli::report(
-            context,
-            {exit_code_of(report.outcome),
-             "the test " +
-                 std::string(report.outcome == peers::test_outcome::failed ? "failed: " : "did not finish: ") +
-                 report.what,
-             report.next},
-            more);
-    if (context.as_json)
-        print_result(more);
-    else
-        std::printf("%s %s, after %s\n", styled(style::good, "✓").c_str(), report.what.c_str(),
-                    duration_text(seconds).c_str());
-    return exit_code::ok;
-}
-
 exit_code follow(const context_t& context, TestInbox& inbox, Waiter& waiter, uint64_t start_us, size_t motions,
                  peers::test_report_t& report)
 {

@@ -1,9 +1,12 @@
 #include "afqt_run.h"
 
+#include <cstdio>
 #include <fstream>
 #include <utility>
 
 #include "common/clock.h"
+#include "console.h"
+#include "units.h"
 
 namespace cli {
 namespace {
@@ -106,12 +109,46 @@ exit_code exit_code_of(peers::test_outcome outcome)
 std::optional<size_t> motions_of(const std::string& path)
 {
     std::ifstream file(path);
-    const json list = json::parse(file, nullptr, false);
+    return motions_in({std::istreambuf_iterator<char>(file), {}});
+}
+
+std::optional<size_t> motions_in(const std::string& text)
+{
+    const json list = json::parse(text, nullptr, false);
     if (!list.is_object() || !list.contains("attribute")) return std::nullopt;
     const json& attribute = list["attribute"];
     if (!attribute.is_object() || !attribute.contains("motion_num")) return std::nullopt;
     if (!attribute["motion_num"].is_number_unsigned()) return std::nullopt;
     return attribute["motion_num"].get<size_t>();
+}
+
+void print_line(const context_t& context, double seconds, const std::string& text, const json& object)
+{
+    if (context.as_json)
+        std::printf("%s\n", json{{"seconds", seconds}, {"event", object}}.dump().c_str());
+    else
+        std::printf("%8.1f s  %s\n", seconds, text.c_str());
+    std::fflush(stdout);
+}
+
+exit_code print_end(const context_t& context, const peers::test_report_t& report, double seconds, json more)
+{
+    more.update({{"outcome", peers::outcome_name(report.outcome)}, {"seconds", seconds}, {"beats", report.beats}});
+    if (report.outcome != peers::test_outcome::finished)
+        return cli::report(
+            context,
+            {exit_code_of(report.outcome),
+             "the test " +
+                 std::string(report.outcome == peers::test_outcome::failed ? "failed: " : "did not finish: ") +
+                 report.what,
+             report.next},
+            more);
+    if (context.as_json)
+        print_result(more);
+    else
+        std::printf("%s %s, after %s\n", styled(style::good, "✓").c_str(), report.what.c_str(),
+                    duration_text(seconds).c_str());
+    return exit_code::ok;
 }
 
 }  // namespace cli

@@ -50,9 +50,16 @@ peers::test_report_t follow_test(TestInbox& inbox, Waiter& waiter,
 std::string beat_text(const afqt_heart_beat_t& beat, size_t motions);
 json beat_json(const afqt_heart_beat_t& beat);
 
+// One line about the flight, as text or as an object with the time since the switch.
+void print_line(const context_t& context, double seconds, const std::string& text, const json& object);
+
+// How it ended; `more` goes into the object of --json.
+exit_code print_end(const context_t& context, const peers::test_report_t& report, double seconds, json more = {});
+
 exit_code exit_code_of(peers::test_outcome outcome);
 
-// Entries that a motion list names in its "motion_num"; none when the file cannot be read.
+// Entries that a motion list names in its "motion_num"; none when it cannot be read.
 std::optional<size_t> motions_of(const std::string& path);
+std::optional<size_t> motions_in(const std::string& text);
 
 }  // namespace cli

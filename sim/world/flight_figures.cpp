@@ -7,6 +7,9 @@
 namespace sim {
 namespace {
 
+// Shorter ways are the sensors' noise.
+constexpr double PATH_GRAIN_M = 0.2;
+
 double degrees(double radians)
 {
     return radians / peers::RADIANS_PER_DEGREE;
@@ -48,11 +51,12 @@ std::optional<quantity_t> quantity_of(uint8_t loop, const peers::flight_row_t& r
 void FlightFigures::take(const peers::flight_row_t& row)
 {
     const peers::vec3_t& position = row.position;
-    if (row.state != peers::flight_state::motors_off) {
-        const peers::vec3_t& last = last_position_;
-        so_far_.path_m += std::hypot(position.x - last.x, position.y - last.y, position.z - last.z);
+    const peers::vec3_t& last = last_place_;
+    const double moved = std::hypot(position.x - last.x, position.y - last.y, position.z - last.z);
+    if (moved >= PATH_GRAIN_M) {
+        so_far_.path_m += moved;
+        last_place_ = position;
     }
-    last_position_ = position;
     so_far_.highest_m = std::max(so_far_.highest_m, position.z);
     so_far_.landed_m = std::hypot(position.x, position.y);
     so_far_.farthest_m = std::max(so_far_.farthest_m, so_far_.landed_m);

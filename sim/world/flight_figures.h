@@ -12,7 +12,7 @@
 namespace sim {
 
 struct flight_figures_t {
-    double path_m = 0;      // flown, from motors on to motors off
+    double path_m = 0;      // flown, to a fifth of a metre
     double highest_m = 0;   // above the start
     double farthest_m = 0;  // from the start, level
     double landed_m = 0;    // from the start, level, at the end
@@ -37,7 +37,7 @@ private:
     void follow(const peers::flight_row_t& row);
 
     flight_figures_t so_far_;
-    peers::vec3_t last_position_;
+    peers::vec3_t last_place_;
     uint8_t loop_ = kLoopNull;  // that the list steps now, as far as the last heartbeat told
     std::map<uint8_t, stepped_t> stepped_;
 };

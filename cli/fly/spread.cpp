@@ -1,0 +1,165 @@
+#include "fly/spread.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace cli {
+namespace {
+
+struct figure_t {
+    const char* name;
+    const char* text;
+    int decimals;
+};
+
+constexpr figure_t FIGURES[] = {
+    {"seconds", "duration, s", 1},           {"path_m", "path, m", 1},
+    {"highest_m", "highest, m", 2},          {"farthest_m", "farthest, m", 2},
+    {"landed_m", "landed from start, m", 2}, {"worst_tilt_deg", "worst tilt, degrees", 1},
+};
+
+bool finished(const json& flight)
+{
+    return flight["outcome"] == "finished";
+}
+
+std::string number_text(double number, int decimals)
+{
+    char text[48];
+    std::snprintf(text, sizeof text, "%.*f", decimals, number);
+    return text;
+}
+
+void add(std::vector<spread_t>& spreads, const spread_t& kind, double value)
+{
+    auto found =
+        std::find_if(spreads.begin(), spreads.end(), [&](const spread_t& one) { return one.name == kind.name; });
+    if (found == spreads.end()) found = spreads.insert(spreads.end(), kind);
+    found->values.push_back(value);
+}
+
+void add_steps(std::vector<spread_t>& spreads, const json& steps)
+{
+    for (const json& step : steps) {
+        const std::string loop = step["loop"];
+        add(spreads, {"rise_s " + loop, "rise of " + loop + ", s", 1, 3, {}}, step["rise_s"]);
+        add(spreads, {"overshoot " + loop, "overshoot of " + loop + ", %", 100, 1, {}}, step["overshoot"]);
+    }
+}
+
+}  // namespace
+
+double spread_t::at(double part) const
+{
+    if (values.empty()) return 0;
+    const double place = part * static_cast<double>(values.size() - 1);
+    const auto below = static_cast<size_t>(place);
+    const size_t above = std::min(below + 1, values.size() - 1);
+    return factor * (values[below] + (values[above] - values[below]) * (place - std::floor(place)));
+}
+
+std::vector<spread_t> spreads_of(const std::vector<json>& flights)
+{
+    std::vector<spread_t> spreads;
+    for (const json& flight : flights) {
+        if (!finished(flight)) continue;
+        for (const figure_t& figure : FIGURES)
+            add(spreads, {figure.name, figure.text, 1, figure.decimals, {}}, flight[figure.name]);
+        add_steps(spreads, flight["steps"]);
+    }
+    for (spread_t& spread : spreads)
+        std::sort(spread.values.begin(), spread.values.end());
+    return spreads;
+}
+
+std::map<std::string, size_t> outcomes_of(const std::vector<json>& flights)
+{
+    std::map<std::string, size_t> outcomes;
+    for (const json& flight : flights)
+        outcomes[flight["outcome"]]++;
+    return outcomes;
+}
+
+table_t spread_table(const std::vector<spread_t>& spreads)
+{
+    table_t table = {{"", ">least", ">median", ">95 %", ">most"}};
+    for (const spread_t& spread : spreads) {
+        std::vector<std::string> row = {spread.text};
+        for (const double part : {0.0, 0.5, 0.95, 1.0})
+            row.push_back(number_text(spread.at(part), spread.decimals));
+        table.push_back(row);
+    }
+    return table;
+}
+
+json spread_json(const std::vector<spread_t>& spreads)
+{
+    json rows = json::array();
+    for (const spread_t& spread : spreads)
+        rows.push_back({{"name", spread.name},
+                        {"flights", spread.values.size()},
+                        {"least", spread.at(0) / spread.factor},
+                        {"median", spread.at(0.5) / spread.factor},
+                        {"p95", spread.at(0.95) / spread.factor},
+                        {"most", spread.at(1) / spread.factor}});
+    return rows;
+}
+
+const json& worst_of(const std::vector<json>& flights)
+{
+    return *std::max_element(flights.begin(), flights.end(), [](const json& one, const json& other) {
+        if (finished(one) != finished(other)) return finished(one);
+        return one["landed_m"] < other["landed_m"];
+    });
+}
+
+std::string flights_csv(const std::vector<json>& flights)
+{
+    static constexpr const char* COLUMNS[] = {"seed",          "outcome",    "seconds",  "motors_off",    "wind_m_s",
+                                              "wind_from_deg", "gusts_m_s",  "mass",     "gain",          "path_m",
+                                              "highest_m",     "farthest_m", "landed_m", "worst_tilt_deg"};
+    std::string csv;
+    for (const char* column : COLUMNS)
+        csv += std::string(csv.empty() ? "" : ",") + column;
+    for (const json& step : flights.empty() ? json::array() : flights[0]["steps"])
+        csv += ",rise_s " + step["loop"].get<std::string>() + ",overshoot " + step["loop"].get<std::string>();
+    csv += '\n';
+    for (const json& flight : flights) {
+        std::string row;
+        for (const char* column : COLUMNS) {
+            const json& value = flight[column];
+            row += (row.empty() ? "" : ",") + (value.is_string() ? value.get<std::string>() : value.dump());
+        }
+        for (const json& step : flight["steps"])
+            row += "," + step["rise_s"].dump() + "," + step["overshoot"].dump();
+        csv += row + '\n';
+    }
+    return csv;
+}
+
+// Each figure as the part of the flights that stay below a value.
+std::string spread_picture(const std::vector<spread_t>& spreads, const std::string& title, const std::string& file)
+{
+    const size_t columns = 3;
+    const size_t rows = (spreads.size() + columns - 1) / columns;
+    std::string commands;
+    for (size_t i = 0; i < spreads.size(); i++) {
+        commands += "$figure" + std::to_string(i) + " << EOD\n";
+        const double count = static_cast<double>(spreads[i].values.size());
+        for (size_t k = 0; k < spreads[i].values.size(); k++)
+            commands += number_text(spreads[i].factor * spreads[i].values[k], 6) + " " +
+                        number_text(100 * (static_cast<double>(k) + 1) / count, 3) + "\n";
+        commands += "EOD\n";
+    }
+    commands += "set terminal svg size 1000, " + std::to_string(220 * rows + 40) +
+                " font 'sans-serif,12' background 'white'\nset output '" + file + "'\nset multiplot layout " +
+                std::to_string(rows) + ", " + std::to_string(columns) + " title '" + title +
+                "'\nset grid\nset yrange [0:100]\nset ylabel '% of flights below'\n";
+    for (size_t i = 0; i < spreads.size(); i++)
+        commands += "set xlabel '" + spreads[i].text + "'\nplot $figure" + std::to_string(i) +
+                    " using 1:2 with steps linewidth 2 notitle\n";
+    return commands + "unset multiplot\n";
+}
+
+}  // namespace cli

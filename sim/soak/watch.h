@@ -1,0 +1,66 @@
+// What must hold after every event of a soak run, told from what passes on the bus and from the file on the disk.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/bus.h"
+
+namespace sim {
+
+using bytes_t = std::vector<uint8_t>;
+using bytes_view = std::span<const uint8_t>;
+
+class Watch {
+public:
+    // A record reaches its receiver.
+    void on_received(uint16_t host, const kest_event_t& event);
+    // A record is handed to the bus, which may yet refuse it.
+    void on_handed_over(const handed_over_t& record, uint64_t now_us);
+
+    // After each event.
+    void on_event(uint64_t now_us);
+
+    // The app is about to send it.
+    void expect_database(const bytes_t& database) { databases_.push_back(database); }
+    void on_service_launched(uint64_t now_us);
+    void on_service_killed();
+
+    // The first thing that did not hold; empty: everything did.
+    const std::string& broken() const { return broken_; }
+
+private:
+    struct asked_t {
+        uint16_t service;
+        uint16_t peer;
+        uint32_t msg_id;
+        uint16_t seq_id;
+        bool wants_reply;
+        unsigned replies;
+    };
+
+    void check(bool holds, const std::string& what);
+    void on_reply(const handed_over_t& reply);
+    void on_upgrade_reply(uint32_t msg_id, uint8_t code);
+    void on_read_reply(bytes_view payload);
+    void on_message(const handed_over_t& message, uint64_t now_us);
+    void on_hold_order(bytes_view payload, uint64_t now_us);
+    void check_file();
+    void check_hold(uint64_t now_us);
+
+    std::string broken_;
+    std::vector<bytes_t> databases_;
+    std::optional<asked_t> asked_;       // the request that a client of the service works on
+    std::optional<uint16_t> requester_;  // of the last accepted entry
+    bool hold_expected_ = false;
+    uint64_t hold_since_us_ = 0;  // or when the last order to hold went out
+    bool external_control_ = false;
+    bool test_on_ = false;
+    int64_t file_size_ = -1;
+    int64_t file_time_ns_ = 0;
+};
+
+}  // namespace sim
