@@ -86,7 +86,8 @@ vela_fc_set_register_motor_ext_err_rsp MotorInterlock::admit(const kest_event_t&
         } else {
             const auto number = static_cast<uint8_t>(requesters_.size());
             requesters_.push_back({event.peer_host, request.identity_id, FIRST_REQUESTER_ID + number,
-                                   static_cast<uint8_t>(FIRST_ERROR_CODE + number), what.requester, false});
+                                   static_cast<uint8_t>(FIRST_ERROR_CODE + number), what.requester, false,
+                                   request.link_timeout * 1000ull});
             requester = &requesters_.back();
         }
     }
@@ -137,6 +138,8 @@ void MotorInterlock::obey(const vela_fc_set_set_motor_ext_err_req& request, fc_e
             const vela_motor_ext_err_status& status = request.motor_ext_err_status[i];
             if (status.motor_ext_err_code != requester.code) continue;
             requester.set = status.status_to_set != MOTOR_ENABLE;
+            requester.heard_us = what.time_us;
+            if (requester.set && requester.timeout_us != 0) watch_links(requester.timeout_us);
             obeyed = true;
             what.requester = requester.name;
             what.requester_id = requester.id;
@@ -149,6 +152,42 @@ void MotorInterlock::obey(const vela_fc_set_set_motor_ext_err_req& request, fc_e
         return;
     }
     note_change(before, what);
+}
+
+// With the mutex held.
+void MotorInterlock::watch_links(uint64_t delay_us)
+{
+    if (watching_) return;
+    watching_ = endpoint_.call_later(delay_us, [this] { drop_the_silent(); }) == 0;
+}
+
+void MotorInterlock::drop_the_silent()
+{
+    fc_event_t what = {fc_event_kind::motors_released, now_us(), 0};
+    bool changed = false;
+    {
+        const std::lock_guard lock(mutex_);
+        watching_ = false;
+        const bool before = held_now();
+        uint64_t next_us = 0;
+        for (requester_t& requester : requesters_) {
+            if (!requester.set || requester.timeout_us == 0) continue;
+            const uint64_t due_us = requester.heard_us + requester.timeout_us;
+            if (due_us > what.time_us) {
+                next_us = next_us == 0 ? due_us : std::min(next_us, due_us);
+                continue;
+            }
+            requester.set = false;
+            what.peer = requester.host;
+            what.requester = requester.name;
+            what.requester_id = requester.id;
+            what.error_code = requester.code;
+        }
+        if (next_us != 0) watch_links(next_us - what.time_us);
+        changed = before && !held_now();
+        if (changed) note_change(before, what);
+    }
+    if (happened_ && changed) happened_(what);
 }
 
 void MotorInterlock::note_change(bool before, fc_event_t& what)

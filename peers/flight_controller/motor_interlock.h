@@ -1,5 +1,5 @@
 // Motor errors that other devices register with the flight controller: while one of them is set, the motors are held.
-// The link time-out that a registration asks for is not simulated: a requester that dies leaves its error as it was.
+// A requester that is silent for the link time-out of its registration is taken for dead, and its error is dropped.
 #pragma once
 
 #include <cstdint>
@@ -51,6 +51,8 @@ private:
         uint8_t code;
         std::string name;
         bool set;
+        uint64_t timeout_us;    // 0: none
+        uint64_t heard_us = 0;  // its last order
     };
 
     void handle_register(const kest_event_t& event);
@@ -62,6 +64,8 @@ private:
     void obey(const vela_fc_set_set_motor_ext_err_req& request, fc_event_t& what);
     void note_change(bool before, fc_event_t& what);
     bool held_now() const;
+    void watch_links(uint64_t delay_us);
+    void drop_the_silent();
 
     BusEndpoint& endpoint_;
     const fc_event_fn happened_;
@@ -71,6 +75,7 @@ private:
     std::vector<requester_t> requesters_;
     motor_counts_t counts_;
     std::vector<motor_change_t> changes_;
+    bool watching_ = false;  // drop_the_silent() will be called
 };
 
 }  // namespace peers
