@@ -1,11 +1,7 @@
 // Flight records from the writer back through the reader, whole, cut and damaged.
 #include "flight_record/flight_record.h"
 
-#include <sys/wait.h>
-
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "flight_controller/flight_log.h"
 #include "peer_fixture.h"
@@ -34,27 +30,15 @@ protected:
             writer->data(300, uint64_t{1000} * i, std::vector<uint8_t>{i, static_cast<uint8_t>(-i), 9, i, 1});
         writer->log(2000, "stands");
         EXPECT_TRUE(writer->close());
-        return content(path);
-    }
-    static std::string content(const std::string& file)
-    {
-        std::ifstream bytes(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(bytes), {}};
+        return file_text(path);
     }
     std::optional<FlightRecord> parsed(const std::string& file)
     {
         return FlightRecord::parse({reinterpret_cast<const uint8_t*>(file.data()), file.size()}, error);
     }
-    // Its exit code and what it prints.
-    std::string tool(const std::string& arguments)
-    {
-        const std::string said = bus.directory() + "/said";
-        const int status = std::system((VELA_PROGRAM " fc log " + arguments + " >" + said + " 2>&1").c_str());
-        return std::to_string(WEXITSTATUS(status)) + " " + content(said);
-    }
 
     Bus bus;
-    std::string path = bus.directory() + "/record.ulg";
+    std::string path = bus.path("record.ulg");
     peers::record_error_t error;
 };
 
@@ -118,12 +102,14 @@ TEST_F(Records, BecomeTablesAsFarAsTheyGo)
     }
     EXPECT_TRUE(log->close());
     std::filesystem::resize_file(path, std::filesystem::file_size(path) - 1);
-    EXPECT_THAT(tool(path), HasSubstr("ends within the message at "));
-    EXPECT_THAT(tool(path + " --csv -"), testing::AllOf(HasSubstr("\n1234.565,0,0,,0,"), Not(HasSubstr("\n1234.57,"))));
-    EXPECT_THAT(tool(path + " --csv /no/such/folder/x"), testing::StartsWith("4 "));
+    const std::string show = "fc log " + path;
+    EXPECT_THAT(vela(show).text, HasSubstr("ends within the message at "));
+    const std::string table = vela(show + " --csv -").text;
+    EXPECT_THAT(table, AllOf(HasSubstr("\n1234.565,0,0,,0,"), Not(HasSubstr("\n1234.57,"))));
+    EXPECT_EQ(vela(show + " --csv /no/such/folder/x").code, cli::exit_code::output);
     written();
-    EXPECT_THAT(tool(path + " --csv -"), testing::StartsWith("3 ")) << "no record of the aircraft";
-    EXPECT_THAT(tool("/no/such/file"), testing::StartsWith("3 "));
+    EXPECT_EQ(vela(show + " --csv -").code, cli::exit_code::bad_input) << "no record of the aircraft";
+    EXPECT_EQ(vela("fc log /no/such/file").code, cli::exit_code::bad_input);
 }
 
 }  // namespace

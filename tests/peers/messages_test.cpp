@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "afqt_wire.h"
 #include "db_bag_wire.h"
 #include "flight_v1_wire.h"
 #include "flight_version_wire.h"
@@ -12,120 +13,118 @@
 
 namespace {
 
+using peers::bytes_of;
 using testing::HasSubstr;
 
-std::string line(uint8_t set, uint8_t id, bool reply, peers::bytes_view payload, uint16_t server)
+std::string line(bool reply, uint8_t set, uint8_t id, peers::bytes_view payload, uint16_t server)
 {
     const peers::decoded_t message =
         peers::decode_message(set, id, reply, reply ? server : HOST_APP, reply ? HOST_APP : server, payload);
     return message.name + ": " + message.problem + peers::fields_text(message);
 }
 
-TEST(Messages, ShowNamesUnitsAndMeanings)
+std::string asked(uint8_t set, uint8_t id, peers::bytes_view payload, uint16_t server = HOST_FLIGHT_SERVICE)
 {
-    const upgrade_data_transfer_ack_t refused = {UPGRADE_RET_BLOCK_NUMBER, -1};
-    EXPECT_EQ(line(SET_COMMON, ID_UPGRADE_DATA, true, peers::bytes_of(refused), HOST_NFZ_UPGRADE),
-              "upgrade_data_ack: ret_code=240 (another block is expected)  block_number=-1");
-
-    const uint8_t block[] = {0, 3, 0, 0, 0, 2, 0, 0xab, 0xcd};
-    EXPECT_EQ(line(SET_COMMON, ID_UPGRADE_DATA, false, block, HOST_NFZ_UPGRADE),
-              "upgrade_data: encryption_type=0  block_number=3  block_size=2 bytes  block_data=abcd");
-
-    vela_fc_set_set_motor_ext_err_req hold = {1, 0x1001, {}};
-    hold.motor_ext_err_status[0] = {0x21, MOTOR_DISABLE};
-    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR, false, peers::bytes_of(hold), HOST_FLIGHT_CONTROLLER),
-                HasSubstr("requester_id=4097  motor_ext_err_code=33  status_to_set=1 (motors held)"));
-
-    const upgrade_flylimit_version_push_t announced = {{1, 0, 0, 2}, 0, FLYLIMIT_USE_FLIGHT_UPDATE_DYNAMIC, {}};
-    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, false, peers::bytes_of(announced), HOST_APP),
-                HasSubstr("static_db_version=2.0.0.1"));
+    return line(false, set, id, payload, server);
 }
 
-TEST(Messages, RestrictionsShowTheirTransferAndTheirPush)
+std::string answered(uint8_t set, uint8_t id, peers::bytes_view payload, uint16_t server = HOST_FLIGHT_SERVICE)
 {
-    const uint8_t fragment[] = {UPDATE_DATA, 3, 0, 0xe8, 3, 0, 0, 2, 0xab, 0xcd};
-    EXPECT_EQ(line(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, false, fragment, HOST_FLIGHT_SERVICE),
-              "tfr_transfer: type=1 (fragment)  pkg_seq=3  pkg_size=1000 bytes  data_size=2 bytes  data=abcd");
+    return line(true, set, id, payload, server);
+}
 
+TEST(Messages, ShowNamesUnitsAndMeanings)
+{
+    EXPECT_EQ(
+        answered(SET_COMMON, ID_UPGRADE_DATA, bytes_of(upgrade_data_transfer_ack_t{UPGRADE_RET_BLOCK_NUMBER, -1})),
+        "upgrade_data_ack: ret_code=240 (another block is expected)  block_number=-1");
+    const uint8_t block[] = {0, 3, 0, 0, 0, 2, 0, 0xab, 0xcd};
+    EXPECT_EQ(asked(SET_COMMON, ID_UPGRADE_DATA, block),
+              "upgrade_data: encryption_type=0  block_number=3  block_size=2 bytes  block_data=abcd");
+    vela_fc_set_set_motor_ext_err_req hold = {1, 0x1001, {}};
+    hold.motor_ext_err_status[0] = {0x21, MOTOR_DISABLE};
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR, bytes_of(hold)),
+                HasSubstr("requester_id=4097  motor_ext_err_code=33  status_to_set=1 (motors held)"));
+    const upgrade_flylimit_version_push_t announced = {{1, 0, 0, 2}, 0, FLYLIMIT_USE_FLIGHT_UPDATE_DYNAMIC, {}};
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, bytes_of(announced)),
+                HasSubstr("static_db_version=2.0.0.1"));
+
+    const uint8_t fragment[] = {UPDATE_DATA, 3, 0, 0xe8, 3, 0, 0, 2, 0xab, 0xcd};
+    EXPECT_EQ(asked(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, fragment),
+              "tfr_transfer: type=1 (fragment)  pkg_seq=3  pkg_size=1000 bytes  data_size=2 bytes  data=abcd");
     update_tfr_rsp_t next = {TFR_UPDATE_SEQ_NOT_CONTINUE, TFR_NEXT_SET, {}};
     next.seq = 260;
-    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, true, peers::bytes_of(next), HOST_FLIGHT_SERVICE),
-                HasSubstr("ack=1 (another fragment is expected)  type=1 (next fragment)  uid=0401"));
-    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, true, peers::bytes_of(next), HOST_FLIGHT_SERVICE),
-                HasSubstr("seq=260"));
-
+    EXPECT_THAT(answered(SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, bytes_of(next)),
+                AllOf(HasSubstr("ack=1 (another fragment is expected)  type=1 (next fragment)  uid=0401"),
+                      HasSubstr("seq=260")));
     vela_flight_push_tfr_t push = {{}, 3, 1, {}};
     push.tfr_data.area_id = 1001;
     push.tfr_data.points[0] = {-1, 2};
     push.tfr_data.center.lat = 48137154;
     push.tfr_data.radius = 500;
     push.tfr_data.end_at = UINT32_MAX;
-    const std::string text = line(SET_FLYLIMIT, ID_TFR_PUSH, false, peers::bytes_of(push), HOST_FLIGHT_CONTROLLER);
-    EXPECT_THAT(text, HasSubstr("num=3  idx=1  area_id=1001"));
-    EXPECT_THAT(text, HasSubstr("points=[-1 2 0"));
-    EXPECT_THAT(text, HasSubstr("center.lat=48137154 1e-6 deg  radius=500 m"));
-    EXPECT_THAT(text, HasSubstr("end_at=4294967295 s"));
+    EXPECT_THAT(asked(SET_FLYLIMIT, ID_TFR_PUSH, bytes_of(push)),
+                AllOf(HasSubstr("num=3  idx=1  area_id=1001"), HasSubstr("points=[-1 2 0"),
+                      HasSubstr("center.lat=48137154 1e-6 deg  radius=500 m"), HasSubstr("end_at=4294967295 s")));
+
+    std::vector<uint8_t> bag(1 + sizeof(db_bag1_t));
+    bag[1 + offsetof(db_bag1_t, fc_fsm.fsm)] = 2;
+    const double longitude = -0.5;
+    std::memcpy(&bag[1 + offsetof(db_bag1_t, db_sys_navi_data.horiz_abs_pos[1])], &longitude, sizeof longitude);
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, ID_DB_BAG_PUSH, bag),
+                AllOf(HasSubstr("position=[0 -0.5] rad"), HasSubstr("fsm=2 (in air)")));
+    const uint8_t add[] = {0, 50, 0, 0, 2, 0, 0, 0, 0x57, 1, 0, 0, 0};
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, ID_DB_BAG_ADD, add),
+                HasSubstr("frequence=50 Hz  data_num=2  items=[1459617792 1]"));
 }
 
-// One id, three servers, three answers.
-TEST(Messages, VersionAnswerDependsOnWhoAnswers)
+TEST(Messages, OfOneIdAreToldApartByServerLengthAndFirstByte)
 {
     flight_version_ack_t ack = {};
     ack.database.Loader = {4, 3, 2, 1};
-    EXPECT_THAT(line(SET_COMMON, ID_GET_VERSION, true, peers::bytes_of(ack), HOST_FLIGHT_SERVICE),
-                HasSubstr("database.version=1.2.3.4"));
-    EXPECT_THAT(line(SET_COMMON, ID_GET_VERSION, true, peers::bytes_of(ack), HOST_NFZ_UPGRADE),
+    EXPECT_THAT(answered(SET_COMMON, ID_GET_VERSION, bytes_of(ack)), HasSubstr("database.version=1.2.3.4"));
+    EXPECT_THAT(answered(SET_COMMON, ID_GET_VERSION, bytes_of(ack), HOST_NFZ_UPGRADE),
                 HasSubstr("database_version: long: 61 bytes, 30 expected"));
-    EXPECT_THAT(line(SET_COMMON, ID_GET_VERSION, false, {}, HOST_NFZ_UPGRADE), HasSubstr("get_version: "));
-}
+    EXPECT_THAT(asked(SET_COMMON, ID_GET_VERSION, {}, HOST_NFZ_UPGRADE), HasSubstr("get_version: "));
 
-TEST(Messages, BagShowsArraysAndItems)
-{
-    struct [[gnu::packed]] {
-        uint8_t index = 0;
-        db_bag1_t bag = {};
-    } push;
-    push.bag.db_sys_navi_data.horiz_abs_pos[1] = -0.5;
-    push.bag.fc_fsm.fsm = 2;
-    const std::string text =
-        line(SET_FLIGHT_CONTROLLER, ID_DB_BAG_PUSH, false, peers::bytes_of(push), HOST_FLIGHT_SERVICE);
-    EXPECT_THAT(text, HasSubstr("position=[0 -0.5] rad"));
-    EXPECT_THAT(text, HasSubstr("fsm=2 (in air)"));
-    const uint8_t add[] = {0, 50, 0, 0, 2, 0, 0, 0, 0x57, 1, 0, 0, 0};
-    EXPECT_THAT(line(SET_FLIGHT_CONTROLLER, ID_DB_BAG_ADD, false, add, HOST_FLIGHT_CONTROLLER),
-                HasSubstr("frequence=50 Hz  data_num=2  items=[1459617792 1]"));
+    const api_ctrl_data_without_sensor_t basic = {0x9b, 1, 2, 4, 3};
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, CMD_ID_CTRL_DATA, bytes_of(basic)),
+                AllOf(HasSubstr("horiz_mode=2 (position, m)"), HasSubstr("thr_z=4  yaw=3")));
+    const api_ctrl_data_pro_t pro = {0x81, FFWD_VEL_ACC, {1, 2, 3, 4}, {8, 0}, {}, {}};
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, CMD_ID_CTRL_DATA, bytes_of(pro)), HasSubstr("horiz_ffwd_vel=[8 0] m/s"));
+    EXPECT_THAT(asked(SET_FLIGHT_CONTROLLER, CMD_ID_CTRL_DATA, bytes_of(pro).first(40)),
+                HasSubstr("long: 40 bytes, 17 expected"));
+    const afqt_sweep_req_t sweep = {MSG_ID_MOTION_CMD, {MOTION_SWEEP, kSweepOn, 5, 80, 20, 20, 0x87}};
+    EXPECT_THAT(asked(SET_AFQT, CMD_ID_AFQT_MSG, bytes_of(sweep)), HasSubstr("loop=7"));
+    const afqt_heart_beat_msg_t beat = {MSG_ID_HEART_BEAT, {kStaErrSta, CANNOT_REQ_TAKEOFF, 0, 0, 0}};
+    EXPECT_THAT(asked(SET_AFQT, CMD_ID_AFQT_MSG, bytes_of(beat)), HasSubstr("(take-off not obeyed)"));
+    EXPECT_THAT(asked(SET_AFQT, CMD_ID_AFQT_MSG, bytes_of(uint8_t{9})), HasSubstr("unknown"));
+    EXPECT_THAT(asked(0x44, 0x01, {}), HasSubstr("unknown"));
+    EXPECT_THAT(answered(SET_COMMON, ID_UPGRADE_DATA, bytes_of(REPLY_UNKNOWN_COMMAND)),
+                HasSubstr("does not know this command"));
 }
 
 // Every message at every length: fields only when the length is right, and nothing is read behind the payload (the
 // address sanitizer looks on).
-TEST(Messages, OfAWrongLengthAreShownAsSuch)
+void expect_fields_at_the_right_length_only(const peers::message_t& message, size_t length)
 {
-    for (const auto group : peers::message_groups()) {
-        for (const peers::message_t& message : group) {
-            const bool reply = message.kind == peers::message_kind::reply;
-            for (size_t length = 0; length <= 300; length++) {
-                std::vector<uint8_t> payload(length, 0x5a);
-                if (message.first_byte >= 0 && length > 0) payload[0] = static_cast<uint8_t>(message.first_byte);
-                // Its length may make it another message.
-                if (&message != peers::find_message(message.set, message.id, message.kind, message.server, payload)) {
-                    EXPECT_NE(length, message.size) << message.name;
-                    continue;
-                }
-                const auto decoded =
-                    peers::decode_message(message.set, message.id, reply, message.server, message.server, payload);
-                EXPECT_EQ(decoded.name, message.name);
-                const bool is_short = length < message.size;
-                EXPECT_EQ(decoded.problem.starts_with("short"), is_short) << message.name << " at " << length;
-                const size_t fields = decoded.problem.empty() ? message.fields.size() : 0;
-                EXPECT_EQ(decoded.fields.size(), fields) << message.name << " at " << length;
-                EXPECT_TRUE(length != message.size || decoded.problem.empty()) << message.name;
-            }
-        }
+    SCOPED_TRACE(testing::Message() << message.name << " at " << length);
+    const bool reply = message.kind == peers::message_kind::reply;
+    std::vector<uint8_t> payload(length, 0x5a);
+    if (message.first_byte >= 0 && length > 0) payload[0] = static_cast<uint8_t>(message.first_byte);
+    // Its length may make it another message.
+    if (&message != peers::find_message(message.set, message.id, message.kind, message.server, payload)) {
+        EXPECT_NE(length, message.size);
+        return;
     }
+    const auto decoded = peers::decode_message(message.set, message.id, reply, message.server, message.server, payload);
+    EXPECT_EQ(decoded.name, message.name);
+    EXPECT_EQ(decoded.problem.starts_with("short"), length < message.size);
+    EXPECT_EQ(decoded.fields.size(), decoded.problem.empty() ? message.fields.size() : 0);
+    EXPECT_TRUE(length != message.size || decoded.problem.empty());
 }
 
-// What a generator of documents relies on: no name twice, every field inside its message.
-TEST(Messages, DescriptionIsSound)
+TEST(Messages, AreSoundAndShownAtTheirLengthOnly)
 {
     std::set<std::string> names;
     for (const auto group : peers::message_groups()) {
@@ -136,15 +135,10 @@ TEST(Messages, DescriptionIsSound)
                 EXPECT_TRUE(fields.insert(field.name).second) << message.name << "." << field.name;
                 EXPECT_LE(field.offset, message.size) << message.name << "." << field.name;
             }
+            for (size_t length = 0; length <= 300; length++)
+                expect_fields_at_the_right_length_only(message, length);
         }
     }
-}
-
-TEST(Messages, UnknownOnesAndUnknownCommandsAreSaid)
-{
-    EXPECT_THAT(line(0x44, 0x01, false, {}, HOST_APP), HasSubstr("unknown"));
-    EXPECT_THAT(line(SET_COMMON, ID_UPGRADE_DATA, true, peers::bytes_of(REPLY_UNKNOWN_COMMAND), HOST_NFZ_UPGRADE),
-                HasSubstr("does not know this command"));
 }
 
 }  // namespace

@@ -1,13 +1,16 @@
 #include "peer_fixture.h"
 
 #include <stdlib.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <sstream>
 #include <thread>
 
+#include "common/digest.h"
 #include "flight_v1_wire.h"
-#include "nfz_file/nfz_file.h"
 
 bool soon(const std::function<bool()>& is_true)
 {
@@ -48,29 +51,68 @@ std::unique_ptr<peers::BusEndpoint> Bus::endpoint(const std::string& service, co
     return opened;
 }
 
+std::unique_ptr<peers::AppPeer> Bus::app() const
+{
+    peers::bus_open_error_t error;
+    auto opened = peers::AppPeer::open(name("app", "phone"), {}, error);
+    EXPECT_TRUE(opened) << "result " << error.result;
+    return opened;
+}
+
+fault_t fault_of(const faults_t& faults, uint32_t request)
+{
+    const auto found = faults.find(request);
+    return found == faults.end() ? fault_t{} : found->second;
+}
+
+faults_t ten_from(uint32_t first, const fault_t& fault)
+{
+    faults_t faults;
+    for (uint32_t i = 0; i < 10; i++)
+        faults[first + i] = fault;
+    return faults;
+}
+
 ScriptedService::ScriptedService(const Bus& bus) : endpoint_(bus.endpoint("flight_service", "flight_nfz_upgrade"))
 {
-    endpoint_->on_request(SET_COMMON, ID_UPGRADE_ENTRY, [this](const kest_event_t& event) { entry(event); });
-    endpoint_->on_request(SET_COMMON, ID_UPGRADE_START, [this](const kest_event_t& event) { start(event); });
-    endpoint_->on_request(SET_COMMON, ID_UPGRADE_DATA, [this](const kest_event_t& event) { data(event); });
-    endpoint_->on_request(SET_COMMON, ID_UPGRADE_END, [this](const kest_event_t& event) { end(event); });
-    endpoint_->on_request(SET_FLYLIMIT, ID_NFZ_READ, [this](const kest_event_t& event) { read(event); });
+    const auto on = [this](uint8_t set, uint8_t id, void (ScriptedService::*handle)(const kest_event_t&)) {
+        endpoint_->on_request(set, id, [this, handle](const kest_event_t& event) {
+            const std::lock_guard lock(mutex_);
+            (this->*handle)(event);
+        });
+    };
+    on(SET_COMMON, ID_UPGRADE_ENTRY, &ScriptedService::entry);
+    on(SET_COMMON, ID_UPGRADE_START, &ScriptedService::start);
+    on(SET_COMMON, ID_UPGRADE_DATA, &ScriptedService::data);
+    on(SET_COMMON, ID_UPGRADE_END, &ScriptedService::end);
+    on(SET_FLYLIMIT, ID_NFZ_READ, &ScriptedService::read);
     EXPECT_EQ(endpoint_->start(), 0);
+}
+
+void ScriptedService::follow(script_t script)
+{
+    const std::lock_guard lock(mutex_);
+    script_ = std::move(script);
+    seen_ = {};
+}
+
+ScriptedService::seen_t ScriptedService::seen() const
+{
+    const std::lock_guard lock(mutex_);
+    return seen_;
 }
 
 void ScriptedService::entry(const kest_event_t& event)
 {
-    const std::lock_guard lock(mutex_);
     const bool sized = event.msg_len == UPGRADE_ENTRY_REQ_SIZE;
     const upgrade_request_entry_ack_t ack = {sized ? UPGRADE_RET_OK : UPGRADE_RET_LENGTH, 1, 1};
     last_ = -1;
-    received_.clear();
+    seen_.received.clear();
     endpoint_->reply(event, peers::bytes_of(ack));
 }
 
 void ScriptedService::start(const kest_event_t& event)
 {
-    const std::lock_guard lock(mutex_);
     upgrade_request_receive_req_t request = {};
     upgrade_request_receive_ack_t ack = {UPGRADE_RET_LENGTH, UPGRADE_FRAG_LENGTH, {}};
     if (peers::read_record(peers::payload_of(event), request)) ack.ret_code = UPGRADE_RET_OK;
@@ -79,176 +121,109 @@ void ScriptedService::start(const kest_event_t& event)
     endpoint_->reply(event, peers::bytes_of(ack));
 }
 
-ScriptedService::fault_t ScriptedService::fault_now()
-{
-    const uint32_t request = data_requests_++;
-    for (const auto& [number, fault] : faults_) {
-        if (number == request) return fault;
-    }
-    return {};
-}
-
 void ScriptedService::data(const kest_event_t& event)
 {
-    const std::lock_guard lock(mutex_);
-    const fault_t fault = fault_now();
+    const fault_t fault = fault_of(script_.data, static_cast<uint32_t>(seen_.blocks.size()));
     const uint8_t honest = take(peers::payload_of(event), fault);
-    if (!fault.answer) return;
     const upgrade_data_transfer_ack_t ack = {fault.code.value_or(honest), last_};
-    endpoint_->reply(event, peers::bytes_of(ack));
+    if (fault.answer) endpoint_->reply(event, peers::bytes_of(ack));
 }
 
 uint8_t ScriptedService::take(peers::bytes_view payload, const fault_t& fault)
 {
     upgrade_data_transfer_req_t request = {};
     peers::read_record(payload, request);
-    block_numbers_.push_back(int32_t{request.block_number});
+    seen_.blocks.push_back(int32_t{request.block_number});
     if (!open_) return UPGRADE_RET_STATE;
     if (request.block_size != payload.size() - sizeof request) return UPGRADE_RET_LENGTH;
     if (!fault.take) return UPGRADE_RET_OK;
     if (request.block_number != last_ + 1) return UPGRADE_RET_BLOCK_NUMBER;
     last_ = request.block_number;
-    received_.insert(received_.end(), payload.begin() + sizeof request, payload.end());
-    open_ = received_.size() < size_;
+    seen_.received.insert(seen_.received.end(), payload.begin() + sizeof request, payload.end());
+    open_ = seen_.received.size() < size_;
     return UPGRADE_RET_OK;
 }
 
 void ScriptedService::end(const kest_event_t& event)
 {
-    const std::lock_guard lock(mutex_);
     upgrade_end_req_t request = {};
     peers::read_record(peers::payload_of(event), request);
-    uint8_t code = open_ ? uint8_t{UPGRADE_RET_STATE} : end_code_;
-    const peers::md5_digest_t digest = peers::md5_of(received_);
-    if (code == UPGRADE_RET_OK && !std::equal(digest.begin(), digest.end(), request.md5)) {
-        code = UPGRADE_RET_RECEIVED_MD5;
-    }
-    end_codes_.push_back(code);
-    if (ends_ignored_ > 0) {
-        ends_ignored_--;
-        return;
-    }
-    endpoint_->reply(event, peers::bytes_of(code));
+    uint8_t code = open_ ? uint8_t{UPGRADE_RET_STATE} : script_.end_code;
+    const peers::md5_digest_t digest = peers::md5_of(seen_.received);
+    const bool equal = std::equal(digest.begin(), digest.end(), request.md5);
+    if (code == UPGRADE_RET_OK && !equal) code = UPGRADE_RET_RECEIVED_MD5;
+    seen_.end_codes.push_back(code);
+    if (seen_.end_codes.size() > script_.ends_ignored) endpoint_->reply(event, peers::bytes_of(code));
 }
 
 void ScriptedService::read(const kest_event_t& event)
 {
-    const std::lock_guard lock(mutex_);
-    reads_++;
+    seen_.reads++;
     upgrade_profile_read_file_req_t request = {};
     upgrade_profile_read_file_ack_t ack = {};
     peers::read_record(peers::payload_of(event), request);
-    if (request.read_len > PROFILE_MAX_READ) ack.ret_code = PROFILE_RET_TOO_LONG;
-    if (request.read_addr + uint64_t{request.read_len} > file_.size()) ack.ret_code = PROFILE_RET_SHORT;
-    const peers::bytes_view whole = peers::bytes_of(ack);
-    if (ack.ret_code != PROFILE_RET_OK) {
-        endpoint_->reply(event, whole);
-        return;
-    }
+    EXPECT_LE(request.read_len, PROFILE_MAX_READ);
+    const bool inside = request.read_addr + uint64_t{request.read_len} <= script_.file.size();
+    if (inside) std::copy_n(script_.file.begin() + request.read_addr, request.read_len, ack.read_data);
+    ack.ret_code = inside ? PROFILE_RET_OK : PROFILE_RET_SHORT;
     ack.read_addr = request.read_addr;
-    std::copy_n(file_.begin() + request.read_addr, request.read_len, ack.read_data);
-    endpoint_->reply(event, whole.first(offsetof(upgrade_profile_read_file_ack_t, read_data) + request.read_len));
+    const size_t used = offsetof(upgrade_profile_read_file_ack_t, read_data) + request.read_len;
+    endpoint_->reply(event, peers::bytes_of(ack).first(inside ? used : sizeof ack));
 }
 
-void ScriptedService::on_data(uint32_t request, const fault_t& fault)
+std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes)
 {
-    const std::lock_guard lock(mutex_);
-    faults_.emplace_back(request, fault);
+    const peers::md5_digest_t digest = peers::md5_of(bytes);
+    bytes.insert(bytes.end(), digest.begin(), digest.end());
+    return bytes;
 }
 
-void ScriptedService::answer_end(uint8_t code)
+std::string file_text(const std::string& path)
 {
-    const std::lock_guard lock(mutex_);
-    end_code_ = code;
+    std::stringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
 }
 
-void ScriptedService::ignore_end_requests(uint32_t count)
+tool_run_t vela(const std::string& arguments)
 {
-    const std::lock_guard lock(mutex_);
-    ends_ignored_ = count;
+    const Bus scratch;
+    const std::string said = scratch.path("said");
+    const int status = std::system((VELA_PROGRAM " " + arguments + " >" + said + " 2>&1").c_str());
+    return {static_cast<cli::exit_code>(WEXITSTATUS(status)), file_text(said)};
 }
 
-void ScriptedService::serve(std::vector<uint8_t> file)
+// `begin` gets the callback that ends the job.
+template <class Result, class Begin>
+static Result result_of(const Begin& begin)
 {
-    const std::lock_guard lock(mutex_);
-    file_ = std::move(file);
+    const auto ended = std::make_shared<std::promise<Result>>();
+    EXPECT_EQ(begin([ended](const Result& result) { ended->set_value(result); }), 0);
+    std::future<Result> result = ended->get_future();
+    if (result.wait_for(20s) == std::future_status::ready) return result.get();
+    ADD_FAILURE() << "no result";
+    return {};
 }
-
-std::vector<uint8_t> ScriptedService::received() const
-{
-    const std::lock_guard lock(mutex_);
-    return received_;
-}
-
-std::vector<int32_t> ScriptedService::block_numbers() const
-{
-    const std::lock_guard lock(mutex_);
-    return block_numbers_;
-}
-
-std::vector<uint8_t> ScriptedService::end_codes() const
-{
-    const std::lock_guard lock(mutex_);
-    return end_codes_;
-}
-
-uint32_t ScriptedService::reads() const
-{
-    const std::lock_guard lock(mutex_);
-    return reads_;
-}
-
-namespace {
-
-// One result handed from a callback to the test.
-template <class Result>
-class Box {
-public:
-    void put(const Result& result)
-    {
-        const std::lock_guard lock(mutex_);
-        result_ = result;
-        arrived_.notify_all();
-    }
-    Result take()
-    {
-        std::unique_lock lock(mutex_);
-        const bool came = arrived_.wait_for(lock, 20s, [this] { return result_.has_value(); });
-        EXPECT_TRUE(came) << "no result";
-        return came ? *result_ : Result{};
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::optional<Result> result_;
-};
-
-}  // namespace
 
 peers::upgrade_result_t upgraded(peers::AppPeer& app, std::vector<uint8_t> database,
                                  const peers::upgrade_options_t& options)
 {
-    Box<peers::upgrade_result_t> box;
-    EXPECT_EQ(app.upgrade().begin(
-                  {std::move(database), options, {}, [&](const peers::upgrade_result_t& result) { box.put(result); }}),
-              0);
-    return box.take();
+    return result_of<peers::upgrade_result_t>([&](auto done) {
+        return app.upgrade().begin({std::move(database), options, {}, done});
+    });
 }
 
 peers::transfer_result_t delivered(peers::AppPeer& app, std::vector<uint8_t> file, const peers::tfr_options_t& options)
 {
-    Box<peers::transfer_result_t> box;
-    EXPECT_EQ(app.restrictions().begin(
-                  {std::move(file), options, {}, [&](const peers::transfer_result_t& result) { box.put(result); }}),
-              0);
-    return box.take();
+    return result_of<peers::transfer_result_t>([&](auto done) {
+        return app.restrictions().begin({std::move(file), options, {}, done});
+    });
 }
 
 peers::read_result_t read_back(peers::DatabaseReader& reader, peers::read_job_t job)
 {
-    Box<peers::read_result_t> box;
-    job.done = [&](const peers::read_result_t& result) { box.put(result); };
-    EXPECT_EQ(reader.begin(std::move(job)), 0);
-    return box.take();
+    return result_of<peers::read_result_t>([&](auto done) {
+        job.done = done;
+        return reader.begin(std::move(job));
+    });
 }

@@ -3,9 +3,8 @@
 
 #include <gmock/gmock.h>
 
-#include <condition_variable>
-#include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -13,6 +12,7 @@
 
 #include "app/app_peer.h"
 #include "common/bus_endpoint.h"
+#include "exit_codes.h"
 #include "flight_controller/database_reader.h"
 #include "upgrade_wire.h"
 
@@ -31,12 +31,29 @@ public:
 
     peers::bus_name_t name(const std::string& service, const std::string& endpoint) const;
     std::unique_ptr<peers::BusEndpoint> endpoint(const std::string& service, const std::string& name) const;
-    const std::string& directory() const { return directory_; }
-    std::string routes() const { return directory_ + "/vela.json"; }
+    std::unique_ptr<peers::AppPeer> app() const;
+    std::string path(const std::string& file) const { return directory_ + "/" + file; }
+    std::string routes() const { return path("vela.json"); }
 
 private:
     std::string directory_;
 };
+
+// What happens to a request instead of the honest thing.
+struct fault_t {
+    bool take = true;
+    bool answer = true;
+    std::optional<uint8_t> code = std::nullopt;  // in place of the honest one
+    bool restart = false;                        // of the service, before the request
+    bool litter = false;                         // a byte gets into the file that is not counted
+};
+
+// By number of the request, 0 for the first.
+using faults_t = std::map<uint32_t, fault_t>;
+
+fault_t fault_of(const faults_t& faults, uint32_t request);
+// That request and the nine behind it.
+faults_t ten_from(uint32_t first, const fault_t& fault);
 
 // The service's end of an upgrade and of range reads, in memory.
 class ScriptedService {
@@ -44,22 +61,21 @@ public:
     explicit ScriptedService(const Bus& bus);
     ~ScriptedService() { endpoint_->stop(); }
 
-    // What happens instead of the honest answer to the n-th data request (0 for the first): the block is taken or not,
-    // and answered with a code (the honest one if none is given), or not at all.
-    struct fault_t {
-        bool take = true;
-        bool answer = true;
-        std::optional<uint8_t> code = std::nullopt;
+    struct script_t {
+        faults_t data;  // of the data requests
+        uint8_t end_code = UPGRADE_RET_OK;
+        size_t ends_ignored = 0;
+        std::vector<uint8_t> file;  // that ranges are read from
     };
-    void on_data(uint32_t request, const fault_t& fault);
-    void answer_end(uint8_t code);
-    void ignore_end_requests(uint32_t count);
-    void serve(std::vector<uint8_t> file);
-
-    std::vector<uint8_t> received() const;
-    std::vector<int32_t> block_numbers() const;
-    std::vector<uint8_t> end_codes() const;
-    uint32_t reads() const;
+    struct seen_t {
+        std::vector<uint8_t> received;
+        std::vector<int32_t> blocks;
+        std::vector<uint8_t> end_codes;
+        uint32_t reads = 0;
+    };
+    // From now on; what was seen is forgotten.
+    void follow(script_t script);
+    seen_t seen() const;
 
 private:
     void entry(const kest_event_t& event);
@@ -68,31 +84,30 @@ private:
     uint8_t take(peers::bytes_view payload, const fault_t& fault);
     void end(const kest_event_t& event);
     void read(const kest_event_t& event);
-    fault_t fault_now();
 
     std::unique_ptr<peers::BusEndpoint> endpoint_;
-    mutable std::mutex mutex_;
-    // Everything below is guarded by the mutex.
-    std::vector<std::pair<uint32_t, fault_t>> faults_;
-    uint8_t end_code_ = UPGRADE_RET_OK;
-    uint32_t ends_ignored_ = 0;
+    mutable std::mutex mutex_;  // guards everything below
+    script_t script_;
+    seen_t seen_;
     bool open_ = false;
     uint32_t size_ = 0;
     int32_t last_ = -1;
-    uint32_t data_requests_ = 0;
-    uint32_t reads_ = 0;
-    std::vector<uint8_t> received_;
-    std::vector<uint8_t> file_;
-    std::vector<int32_t> block_numbers_;
-    std::vector<uint8_t> end_codes_;
 };
 
-// Runs one upgrade and waits for its result.
+// The bytes behind which the digest stands that they call for.
+std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes);
+
+std::string file_text(const std::string& path);
+
+// The tool as people call it.
+struct tool_run_t {
+    cli::exit_code code;
+    std::string text;  // standard output and error
+};
+tool_run_t vela(const std::string& arguments);
+
+// Each runs one job and waits for its result.
 peers::upgrade_result_t upgraded(peers::AppPeer& app, std::vector<uint8_t> database,
                                  const peers::upgrade_options_t& options);
-
-// Runs one delivery of restrictions and waits for its result.
 peers::transfer_result_t delivered(peers::AppPeer& app, std::vector<uint8_t> file, const peers::tfr_options_t& options);
-
-// Reads and waits for the result.
 peers::read_result_t read_back(peers::DatabaseReader& reader, peers::read_job_t job);

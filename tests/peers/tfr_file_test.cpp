@@ -1,10 +1,9 @@
 // Files of restrictions: from GeoJSON and back, and judged as the service reads them.
 #include "tfr_file/tfr_file.h"
 
-#include <gmock/gmock.h>
-
 #include <random>
 
+#include "peer_fixture.h"
 #include "tfr_file/tfr_circle.h"
 #include "tfr_file/tfr_geojson.h"
 #include "tfr_file/tfr_remarks.h"
@@ -28,38 +27,41 @@ vela_tfr_item_t area_of(uint32_t id, uint8_t corners)
     return area;
 }
 
-// Any file that the format can say, positions on earth.
-peers::tfr_recipe_t random_recipe(std::mt19937& engine)
+// Anything that the format can say, positions on earth.
+vela_tfr_item_t random_area(std::mt19937& engine)
 {
-    const auto random = [&] { return static_cast<uint32_t>(engine()); };
     const auto position = [&] {
         return vela_tfr_gps{std::uniform_int_distribution(-180'000'000, 180'000'000)(engine),
                             std::uniform_int_distribution(-90'000'000, 90'000'000)(engine)};
     };
+    vela_tfr_item_t area = {};
+    std::generate_n(reinterpret_cast<uint8_t*>(&area), sizeof area, [&] { return static_cast<uint8_t>(engine()); });
+    area.point_num %= 11;
+    area.center = position();
+    for (uint8_t i = 0; i < 10; i++)
+        area.points[i] = i < area.point_num ? position() : vela_tfr_gps{};
+    return area;
+}
+
+peers::tfr_recipe_t random_recipe(std::mt19937& engine)
+{
     peers::tfr_recipe_t recipe;
-    recipe.type = static_cast<uint8_t>(random());
-    for (uint32_t left = random() % 40; left > 0; left--) {
-        vela_tfr_item_t area = area_of(random(), static_cast<uint8_t>(random() % 11));
-        for (uint8_t i = 0; i < area.point_num; i++)
-            area.points[i] = position();
-        area.center = position();
-        area.radius = static_cast<uint16_t>(random());
-        area.shape = static_cast<uint8_t>(random());
-        area.area_level = static_cast<uint8_t>(random());
-        area.country = static_cast<uint16_t>(random());
-        area.start_at = random();
-        area.end_at = random();
-        recipe.areas.push_back(area);
-    }
-    if (random() % 2 == 0) recipe.uid = peers::md5_of(peers::bytes_of(random()));
+    recipe.type = static_cast<uint8_t>(engine());
+    recipe.areas.resize(engine() % 40);
+    for (vela_tfr_item_t& area : recipe.areas)
+        area = random_area(engine);
+    if (engine() % 2 == 0) recipe.uid = peers::md5_of(peers::bytes_of(engine()));
     return recipe;
 }
 
 TEST(TfrFile, GoesThroughGeoJsonByteForByte)
 {
     std::mt19937 engine(1);
-    for (int i = 0; i < 300; i++) {
-        const std::vector<uint8_t> file = peers::build_tfr_file(random_recipe(engine));
+    // A producer may have written the first corner again as the last one: that is a corner then, and stays one.
+    peers::tfr_recipe_t recipe = {.areas = {area_of(1, 10)}};
+    recipe.areas[0].points[9] = recipe.areas[0].points[0];
+    for (int i = 0; i < 300; i++, recipe = random_recipe(engine)) {
+        const std::vector<uint8_t> file = peers::build_tfr_file(recipe);
         const peers::tfr_report_t report = peers::check_tfr_file(file);
         ASSERT_TRUE(report.sound()) << report.reason << report.problem;
         const auto read =
@@ -69,35 +71,35 @@ TEST(TfrFile, GoesThroughGeoJsonByteForByte)
     }
 }
 
-// A producer may have written the first corner again as the last one: that is a corner then, and stays one.
-TEST(TfrFile, KeepsAClosingCornerThatTheFileHas)
-{
-    vela_tfr_item_t area = area_of(1, 10);
-    area.points[9] = area.points[0];
-    const std::vector<uint8_t> file = peers::build_tfr_file({.areas = {area}});
-    EXPECT_EQ(peers::build_tfr_file(peers::read_tfr_geojson(peers::write_tfr_geojson({.areas = {area}})).recipe), file);
-}
-
 TEST(TfrFile, HasTheLayoutThatTheServiceReads)
 {
     vela_tfr_item_t area = area_of(0x01020304, 1);
     area.country = 276;
     const std::vector<uint8_t> file = peers::build_tfr_file({.type = 7, .areas = {area_of(5, 0), area}});
     ASSERT_EQ(file.size(), 3u + 27 + 35 + 32);
-    EXPECT_THAT(std::vector<uint8_t>(file.begin(), file.begin() + 8), ElementsAre(2, 0, 7, 5, 0, 0, 0, 0));
-    EXPECT_THAT(std::vector<uint8_t>(file.begin() + 30, file.begin() + 35), ElementsAre(4, 3, 2, 1, 1));
+    const auto part = [&file](int first, int last) {
+        return std::vector<uint8_t>(file.begin() + first, file.begin() + last);
+    };
+    EXPECT_THAT(part(0, 8), ElementsAre(2, 0, 7, 5, 0, 0, 0, 0));
+    EXPECT_THAT(part(30, 35), ElementsAre(4, 3, 2, 1, 1));
     EXPECT_EQ(file[3 + 27 + 5 + 8 + 12], 276 & 255) << "the end follows the corners in use";
-    const peers::md5_digest_t uid = peers::md5_of(peers::bytes_view(file).first(65));
-    EXPECT_TRUE(std::equal(uid.begin(), uid.end(), file.begin() + 65)) << "derived from head and areas";
+    const peers::md5_digest_t uid = peers::md5_of(part(0, 65));
+    EXPECT_THAT(part(65, 81), testing::ElementsAreArray(uid)) << "derived from head and areas";
     EXPECT_EQ(peers::build_tfr_file({.areas = {}}).size(), 35u) << "no restriction at all is a file, too";
+
+    EXPECT_TRUE(peers::tfr_uid_of(file));
+    EXPECT_FALSE(peers::tfr_uid_of(peers::build_tfr_file({.uid = peers::tfr_uid_t{}}))) << "zeros count as none";
+    EXPECT_FALSE(peers::tfr_uid_of(std::vector<uint8_t>(34, 1)));
+    EXPECT_FALSE(peers::parse_tfr_uid("00112233445566778899aabbccddee"));
+    EXPECT_FALSE(peers::parse_tfr_uid("0x112233445566778899aabbccddeef0"));
+    EXPECT_EQ(peers::parse_tfr_uid("000102030405060708090A0b0c0d0e0f").value()[10], 10);
 }
 
-// Gives the bytes a new digest, so that only their layout is wrong.
-std::vector<uint8_t> redigested(std::vector<uint8_t> file)
+// With a new digest, so that only the layout is wrong.
+peers::tfr_report_t judged(std::vector<uint8_t> file)
 {
-    const peers::md5_digest_t digest = peers::md5_of(peers::bytes_view(file).first(file.size() - 16));
-    std::copy(digest.begin(), digest.end(), file.end() - 16);
-    return file;
+    file.resize(file.size() - 16);
+    return peers::check_tfr_file(with_digest(file));
 }
 
 TEST(TfrFile, IsJudgedAsTheServiceReadsIt)
@@ -113,27 +115,16 @@ TEST(TfrFile, IsJudgedAsTheServiceReadsIt)
 
     std::vector<uint8_t> bent = good;
     bent[30 + 4] = 11;
-    peers::tfr_report_t report = peers::check_tfr_file(redigested(bent));
+    peers::tfr_report_t report = judged(bent);
     EXPECT_TRUE(report.kept);
     EXPECT_THAT(report.problem, HasSubstr("area 2 at byte 30 has 11 corners"));
     EXPECT_EQ(report.areas.size(), 1u) << "the service keeps the one before";
     bent[0] = 3;
     bent[30 + 4] = 10;
-    EXPECT_THAT(peers::check_tfr_file(redigested(bent)).problem, HasSubstr("area 3 at byte 137 is cut short"));
+    EXPECT_THAT(judged(bent).problem, HasSubstr("area 3 at byte 137 is cut short"));
     bent[0] = 1;
-    EXPECT_THAT(peers::check_tfr_file(redigested(bent)).problem, HasSubstr("107 surplus bytes"));
-    EXPECT_THAT(peers::check_tfr_file(redigested(std::vector<uint8_t>(34, 0))).problem, HasSubstr("34 bytes"));
-}
-
-TEST(TfrFile, UidOfZerosCountsAsNone)
-{
-    const std::vector<uint8_t> file = peers::build_tfr_file({.uid = peers::tfr_uid_t{}, .areas = {area_of(1, 0)}});
-    EXPECT_FALSE(peers::tfr_uid_of(file));
-    EXPECT_TRUE(peers::tfr_uid_of(peers::build_tfr_file({.areas = {area_of(1, 0)}})));
-    EXPECT_FALSE(peers::tfr_uid_of(std::vector<uint8_t>(34, 1)));
-    EXPECT_FALSE(peers::parse_tfr_uid("00112233445566778899aabbccddee"));
-    EXPECT_FALSE(peers::parse_tfr_uid("0x112233445566778899aabbccddeef0"));
-    EXPECT_EQ(peers::parse_tfr_uid("000102030405060708090A0b0c0d0e0f").value()[10], 10);
+    EXPECT_THAT(judged(bent).problem, HasSubstr("107 surplus bytes"));
+    EXPECT_THAT(judged(std::vector<uint8_t>(34, 0)).problem, HasSubstr("34 bytes"));
 }
 
 std::string collection(const std::string& features)
@@ -150,9 +141,9 @@ const std::string CIRCLE = R"({"type": "Point", "coordinates": [11.5, 48.1]})";
 const std::string TIMES = R"("start": 0, "end": 1)";
 const std::string GOOD = R"("id": 1, "radius": 5, )" + TIMES;
 
-std::string polygon(const std::string& ring)
+std::string polygon(const std::string& rings)
 {
-    return R"({"type": "Polygon", "coordinates": [)" + ring + "]}";
+    return R"({"type": "Polygon", "coordinates": [)" + rings + "]}";
 }
 
 std::string corners(int count)
@@ -163,59 +154,74 @@ std::string corners(int count)
     return ring + "]";
 }
 
+using refusals_t = std::vector<std::pair<std::string, const char*>>;
+
+void expect_refused(const std::string& text, const char* reason)
+{
+    const peers::tfr_geojson_t read = peers::read_tfr_geojson(text);
+    ASSERT_EQ(read.problems.size(), 1u) << text;
+    EXPECT_THAT(read.problems[0].text(), HasSubstr(reason)) << text;
+}
+
 TEST(TfrGeoJson, EveryRefusalSaysWhereAndWhy)
 {
-    const std::pair<std::string, const char*> cases[] = {
+    const refusals_t files = {
         {"[]", R"("type" has to be "FeatureCollection")"},
         {R"({"type": "FeatureCollection"})", R"("features" is missing)"},
         {R"({"type": "FeatureCollection", "uid": "12", "features": []})", R"("uid" is "12", wanted are 32)"},
         {R"({"type": "FeatureCollection", "file_type": 256, "features": []})", R"("file_type" is 256)"},
         {collection("7"), R"(feature 1: "type" has to be "Feature")"},
-        {collection(feature(GOOD, "null")), R"(feature 1: "geometry" is missing)"},
-        {collection(feature(R"("radius": 5, )" + TIMES, CIRCLE)), R"(feature 1: "id" is missing)"},
-        {collection(feature(R"("id": 4294967296, "radius": 5, )" + TIMES, CIRCLE)), R"("id" is 4294967296)"},
-        {collection(feature(R"("id": 1, )" + TIMES, CIRCLE)), R"("radius" is missing)"},
-        {collection(feature(R"("id": 1, "radius": 65536, )" + TIMES, CIRCLE)), "numbers of 0 to 65535"},
-        {collection(feature(R"("id": 1, "radius": 5.5, )" + TIMES, CIRCLE)), R"("radius" is 5.5)"},
-        {collection(feature(R"("id": 1, "radius": -1, )" + TIMES, CIRCLE)), R"("radius" is -1)"},
-        {collection(feature(R"("level": 256, )" + GOOD, CIRCLE)), R"("level" is 256)"},
-        {collection(feature(R"("shape": "round", )" + GOOD, CIRCLE)), R"("shape" is "round")"},
-        {collection(feature(R"("country": 65536, )" + GOOD, CIRCLE)), R"("country" is 65536)"},
-        {collection(feature(R"("center": [1, 2], )" + GOOD, CIRCLE)), "its own center"},
-        {collection(feature(R"("id": 1, "radius": 5, "start": "yesterday", "end": 1)", CIRCLE)), R"("start" is)"},
-        {collection(feature(R"("id": 1, "radius": 5, "start": 0)", CIRCLE)), R"("end" is missing)"},
-        {collection(feature(R"("id": 1, "radius": 5, "start": 0, "end": 4294967296)", CIRCLE)), "1970 to 2106"},
-        {collection(feature(GOOD, R"({"type": "Point", "coordinates": [180.1, 0]})")),
-         R"("coordinates" has [180.1,0])"},
-        {collection(feature(GOOD, R"({"type": "Point", "coordinates": [0, -90.000001]})")), "latitudes of -90 to 90"},
-        {collection(feature(GOOD, R"({"type": "Point", "coordinates": [0]})")), "[longitude, latitude]"},
-        {collection(feature(GOOD, R"({"type": "Point"})")), R"("coordinates" is missing)"},
-        {collection(feature(GOOD, R"({"type": "MultiPolygon", "coordinates": []})")), "is a MultiPolygon"},
-        {collection(feature(GOOD, polygon(corners(11)))), "11 corners, allowed are 1 to 10"},
-        {collection(feature(GOOD, polygon(corners(4) + ", " + corners(3)))), "has holes"},
-        {collection(feature(GOOD, polygon("[]"))), "wanted is [[["},
-        {collection(feature(R"("id": 1, )" + TIMES, polygon("[[0, 0], [1, 0], [1, 1]]"))), "65535 m at most"},
-        {collection(feature(R"("id": 1, )" + TIMES, polygon("[[-179, 0], [179, 0], [179, 1]]"))), "date line"},
     };
-    for (const auto& [text, reason] : cases) {
-        const peers::tfr_geojson_t read = peers::read_tfr_geojson(text);
-        ASSERT_EQ(read.problems.size(), 1u) << text;
-        EXPECT_THAT(read.problems[0].text(), HasSubstr(reason)) << text;
-    }
+    for (const auto& [text, reason] : files)
+        expect_refused(text, reason);
+    const refusals_t properties = {
+        {R"("radius": 5, )" + TIMES, R"(feature 1: "id" is missing)"},
+        {R"("id": 4294967296, "radius": 5, )" + TIMES, R"("id" is 4294967296)"},
+        {R"("id": 1, )" + TIMES, R"("radius" is missing)"},
+        {R"("id": 1, "radius": 65536, )" + TIMES, "numbers of 0 to 65535"},
+        {R"("id": 1, "radius": 5.5, )" + TIMES, R"("radius" is 5.5)"},
+        {R"("id": 1, "radius": -1, )" + TIMES, R"("radius" is -1)"},
+        {R"("level": 256, )" + GOOD, R"("level" is 256)"},
+        {R"("shape": "round", )" + GOOD, R"("shape" is "round")"},
+        {R"("country": 65536, )" + GOOD, R"("country" is 65536)"},
+        {R"("center": [1, 2], )" + GOOD, "its own center"},
+        {R"("id": 1, "radius": 5, "start": "yesterday", "end": 1)", R"("start" is)"},
+        {R"("id": 1, "radius": 5, "start": 0)", R"("end" is missing)"},
+        {R"("id": 1, "radius": 5, "start": 0, "end": 4294967296)", "1970 to 2106"},
+    };
+    for (const auto& [text, reason] : properties)
+        expect_refused(collection(feature(text, CIRCLE)), reason);
+    const refusals_t geometries = {
+        {"null", R"(feature 1: "geometry" is missing)"},
+        {R"({"type": "Point", "coordinates": [180.1, 0]})", R"("coordinates" has [180.1,0])"},
+        {R"({"type": "Point", "coordinates": [0, -90.000001]})", "latitudes of -90 to 90"},
+        {R"({"type": "Point", "coordinates": [0]})", "[longitude, latitude]"},
+        {R"({"type": "Point"})", R"("coordinates" is missing)"},
+        {R"({"type": "MultiPolygon", "coordinates": []})", "is a MultiPolygon"},
+        {polygon(corners(11)), "11 corners, allowed are 1 to 10"},
+        {polygon(corners(4) + ", " + corners(3)), "has holes"},
+        {polygon("[]"), "wanted is [[["},
+    };
+    for (const auto& [text, reason] : geometries)
+        expect_refused(collection(feature(GOOD, text)), reason);
+    const std::string no_radius = R"("id": 1, )" + TIMES;
+    expect_refused(collection(feature(no_radius, polygon("[[0, 0], [1, 0], [1, 1]]"))), "65535 m at most");
+    expect_refused(collection(feature(no_radius, polygon("[[-179, 0], [179, 0], [179, 1]]"))), "date line");
+    std::string many = feature(GOOD, CIRCLE);
+    for (int i = 0; i < 65535; i++)
+        many += ",7";
+    expect_refused(collection(many), "65535 at most");
 }
 
-TEST(TfrGeoJson, SyntaxErrorsHaveLineAndColumn)
+TEST(TfrGeoJson, ProblemsAreListedWithTheirPlaceUpToABound)
 {
-    const peers::tfr_geojson_t read = peers::read_tfr_geojson("{\n  \"type\": \"x\",\n  \"a\": }\n");
-    ASSERT_EQ(read.problems.size(), 1u);
-    EXPECT_EQ(read.problems[0].line, 3u);
-    EXPECT_EQ(read.problems[0].column, 8u);
+    const peers::tfr_geojson_t broken = peers::read_tfr_geojson("{\n  \"type\": \"x\",\n  \"a\": }\n");
+    ASSERT_EQ(broken.problems.size(), 1u);
+    EXPECT_EQ(broken.problems[0].line, 3u);
+    EXPECT_EQ(broken.problems[0].column, 8u);
     EXPECT_THAT(peers::read_tfr_geojson("").problems[0].text(), HasSubstr("1:1: "));
     EXPECT_EQ(peers::read_tfr_geojson("[1e999]").problem_count, 1u);
-}
 
-TEST(TfrGeoJson, ListsAllProblemsUpToABound)
-{
     std::string features = feature("", CIRCLE);
     for (int i = 0; i < 9; i++)
         features += ", " + feature("", CIRCLE);
@@ -223,11 +229,6 @@ TEST(TfrGeoJson, ListsAllProblemsUpToABound)
     EXPECT_EQ(read.problem_count, 40u) << "id, radius, start and end of ten features";
     EXPECT_EQ(read.problems.size(), peers::tfr_geojson_t::LISTED);
     EXPECT_EQ(read.problems.back().feature, 5u);
-
-    std::string many = feature(GOOD, CIRCLE);
-    for (int i = 0; i < 65535; i++)
-        many += ",7";
-    EXPECT_THAT(peers::read_tfr_geojson(collection(many)).problems.at(0).text(), HasSubstr("65535 at most"));
 }
 
 TEST(TfrGeoJson, CircleAroundCornersIsComputedWhereItIsNotGiven)

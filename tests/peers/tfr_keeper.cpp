@@ -9,14 +9,30 @@ TfrKeeper::TfrKeeper(const Bus& bus) : endpoint_(bus.endpoint("flight_service", 
     EXPECT_EQ(endpoint_->start(), 0);
 }
 
+void TfrKeeper::follow(faults_t faults)
+{
+    const std::lock_guard lock(mutex_);
+    faults_ = std::move(faults);
+    requests_ = 0;
+    story_.clear();
+}
+
+std::vector<uint8_t> TfrKeeper::file() const
+{
+    const std::lock_guard lock(mutex_);
+    return file_;
+}
+
+std::string TfrKeeper::story() const
+{
+    const std::lock_guard lock(mutex_);
+    return story_;
+}
+
 void TfrKeeper::take(const kest_event_t& event)
 {
     const std::lock_guard lock(mutex_);
-    fault_t fault;
-    for (const auto& [number, one] : faults_) {
-        if (number == requests_) fault = one;
-    }
-    requests_++;
+    const fault_t fault = fault_of(faults_, requests_++);
     const peers::bytes_view payload = peers::payload_of(event);
     update_tfr_req_t request = {};
     EXPECT_TRUE(peers::read_record(payload, request));
@@ -24,19 +40,21 @@ void TfrKeeper::take(const kest_event_t& event)
     const std::string name =
         request.type == UPDATE_DATA ? std::to_string(request.pkg_seq) : (request.type == UPDATE_REQ ? "s" : "f");
     story_ += (story_.empty() ? "" : " ") + name;
-    if (fault.restart) {
-        state_ = state::idle;
-        saved_ = total_ = 0;
-    }
+    if (fault.restart) state_ = state::idle;
+    if (fault.restart) saved_ = total_ = 0;
     if (fault.litter) file_.push_back(0);
-    update_tfr_rsp_t answer = {};
-    answer.type = request.type;
-    if (fault.take && request.type == UPDATE_REQ) answer = start();
-    if (fault.take && request.type == UPDATE_DATA) answer = fragment(payload, request);
-    if (fault.take && request.type == UPDATE_FINISH) answer = finish();
-    if (!fault.take && request.type == UPDATE_DATA) answer.seq = expected();
-    if (fault.ack) answer.ack = *fault.ack;
+    update_tfr_rsp_t answer = {.ack = TFR_UPDATE_SUCCESS, .type = request.type};
+    answer.seq = expected();
+    if (fault.take) answer = honest(payload, request);
+    if (fault.code) answer.ack = *fault.code;
     if (fault.answer) endpoint_->reply(event, peers::bytes_of(answer));
+}
+
+update_tfr_rsp_t TfrKeeper::honest(peers::bytes_view payload, const update_tfr_req_t& request)
+{
+    if (request.type == UPDATE_REQ) return start();
+    if (request.type == UPDATE_DATA) return fragment(payload, request);
+    return finish();
 }
 
 update_tfr_rsp_t TfrKeeper::start()
@@ -83,24 +101,6 @@ update_tfr_rsp_t TfrKeeper::finish()
     if (answer.ack != TFR_UPDATE_SUCCESS) forget();
     state_ = state::idle;
     return answer;
-}
-
-void TfrKeeper::on(uint32_t request, const fault_t& fault)
-{
-    const std::lock_guard lock(mutex_);
-    faults_.emplace_back(request, fault);
-}
-
-std::vector<uint8_t> TfrKeeper::file() const
-{
-    const std::lock_guard lock(mutex_);
-    return file_;
-}
-
-std::string TfrKeeper::story() const
-{
-    const std::lock_guard lock(mutex_);
-    return story_;
 }
 
 void TfrKeeper::forget()

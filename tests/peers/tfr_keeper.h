@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,15 +14,8 @@ public:
     explicit TfrKeeper(const Bus& bus);
     ~TfrKeeper() { endpoint_->stop(); }
 
-    // What happens to the n-th request (0 for the first, the start) instead of the honest thing.
-    struct fault_t {
-        bool take = true;
-        bool answer = true;
-        std::optional<uint8_t> ack = std::nullopt;
-        bool restart = false;  // of the service, before the request
-        bool litter = false;   // a byte gets into the file that is not counted
-    };
-    void on(uint32_t request, const fault_t& fault);
+    // From now on, by number of the request (0: the start). The file stays, the story starts afresh.
+    void follow(faults_t faults);
     std::vector<uint8_t> file() const;
     std::string story() const;  // s: start, f: finish, a number: a fragment
 
@@ -31,6 +23,7 @@ private:
     enum class state { idle, transfer, finish };
 
     void take(const kest_event_t& event);
+    update_tfr_rsp_t honest(peers::bytes_view payload, const update_tfr_req_t& request);
     update_tfr_rsp_t start();
     update_tfr_rsp_t fragment(peers::bytes_view payload, const update_tfr_req_t& request);
     update_tfr_rsp_t finish();
@@ -38,12 +31,11 @@ private:
     uint16_t expected() const { return saved_ == 0 ? uint16_t{0} : static_cast<uint16_t>(last_ + 1); }
 
     std::unique_ptr<peers::BusEndpoint> endpoint_;
-    mutable std::mutex mutex_;
-    // Everything below is guarded by the mutex.
-    std::vector<std::pair<uint32_t, fault_t>> faults_;
-    std::vector<uint8_t> file_;
-    std::string story_;
+    mutable std::mutex mutex_;  // guards everything below
+    faults_t faults_;
     uint32_t requests_ = 0;
+    std::string story_;
+    std::vector<uint8_t> file_;
     state state_ = state::idle;
     uint32_t saved_ = 0;
     uint32_t total_ = 0;

@@ -23,8 +23,6 @@ class Delivery : public testing::Test {
 protected:
     Delivery()
     {
-        peers::bus_open_error_t error;
-        app = peers::AppPeer::open(bus.name("app", "phone"), {}, error);
         options.reply_timeout_us = 100'000;
         options.tries = 3;
     }
@@ -32,7 +30,7 @@ protected:
 
     Bus bus;
     TfrKeeper service{bus};
-    std::unique_ptr<peers::AppPeer> app;
+    std::unique_ptr<peers::AppPeer> app = bus.app();
     peers::tfr_options_t options;
     std::vector<uint8_t> file = file_of(45);  // 1250 bytes: five fragments, the last one of 230
 };
@@ -52,135 +50,105 @@ TEST_F(Delivery, ArrivesByteForByteAndIsNotSentTwice)
     EXPECT_EQ(again.outcome, transfer_outcome::done);
     EXPECT_TRUE(again.already_there);
     EXPECT_EQ(service.story(), "s 0 1 2 3 4 f s");
+}
+
+TEST_F(Delivery, ResumesWhereTheServiceIs)
+{
+    const fault_t lost_answer = {.answer = false};
+    const fault_t lost = {.take = false, .answer = false};
+    const std::tuple<const char*, faults_t, std::string> cases[] = {
+        // 0 is taken twice: it starts afresh. 2 and 4 are taken and the second ones refused, 4 in the finish state.
+        {"fragments", {{1, lost_answer}, {4, lost_answer}, {6, lost}, {8, lost_answer}}, "s 0 0 1 2 2 3 3 4 4 f"},
+        {"refusals",
+         {{2, {.take = false, .code = TFR_UPDATE_SEQ_NOT_CONTINUE}},
+          {4, {.take = false, .code = TFR_UPDATE_SAVE_DATA_FAIL}}},
+         "s 0 1 1 2 2 3 4 f"},
+        // A second finish would empty the file that the first one has accepted.
+        {"answer to the finish", {{6, lost_answer}}, "s 0 1 2 3 4 f s"},
+        {"finish", {{6, lost}}, "s 0 1 2 3 4 f s s"},
+    };
     options.force = true;
-    EXPECT_FALSE(sent().already_there);
-    EXPECT_EQ(service.file(), file);
-}
-
-TEST_F(Delivery, LostFragmentsAndLostAnswersAreResumedWhereTheServiceIs)
-{
-    service.on(1, {.answer = false});                 // 0 is taken twice: it starts afresh
-    service.on(4, {.answer = false});                 // 2 is taken, the second one refused
-    service.on(6, {.take = false, .answer = false});  // 3 never arrives
-    service.on(8, {.answer = false});                 // 4 is the last one: refused in the finish state
-    const peers::transfer_result_t result = sent();
-    EXPECT_EQ(result.outcome, transfer_outcome::done) << result.what;
-    EXPECT_EQ(service.story(), "s 0 0 1 2 2 3 3 4 4 f");
-    EXPECT_EQ(service.file(), file);
-    EXPECT_GE(result.resends, 4u);
-}
-
-TEST_F(Delivery, RefusedFragmentsAreSentAgain)
-{
-    service.on(2, {.take = false, .ack = TFR_UPDATE_SEQ_NOT_CONTINUE});
-    service.on(4, {.take = false, .ack = TFR_UPDATE_SAVE_DATA_FAIL});
-    EXPECT_EQ(sent().outcome, transfer_outcome::done);
-    EXPECT_EQ(service.story(), "s 0 1 1 2 2 3 4 f");
-    EXPECT_EQ(service.file(), file);
-}
-
-// What was written of a fragment before the disk was full stays in the file, uncounted.
-TEST_F(Delivery, FailedWriteThatLeavesBytesIsNoDamageOnTheWay)
-{
-    service.on(3, {.take = false, .ack = TFR_UPDATE_SAVE_DATA_FAIL, .litter = true});
-    const peers::transfer_result_t result = sent();
-    EXPECT_EQ(result.outcome, transfer_outcome::far_disk);
-    EXPECT_EQ(result.code, TFR_UPDATE_MD5_CHECK_FAIL);
+    for (const auto& [name, faults, story] : cases) {
+        SCOPED_TRACE(name);
+        service.follow(faults);
+        const peers::transfer_result_t result = sent();
+        EXPECT_EQ(result.outcome, transfer_outcome::done) << result.what;
+        EXPECT_EQ(service.story(), story);
+        EXPECT_EQ(service.file(), file);
+        EXPECT_FALSE(result.already_there);
+    }
 }
 
 TEST_F(Delivery, GivesUpOnASilentServiceAfterTheLastTry)
 {
-    for (uint32_t i = 2; i < 10; i++)
-        service.on(i, {.take = false, .answer = false});
+    service.follow(ten_from(2, {.take = false, .answer = false}));
     const peers::transfer_result_t result = sent();
     EXPECT_EQ(result.outcome, transfer_outcome::no_answer);
+    EXPECT_EQ(result.resends, 2u);
     EXPECT_EQ(service.story(), "s 0 1 1 1");
     EXPECT_THAT(result.what, HasSubstr("1 of 5"));
 }
 
-// The service takes any number for a first fragment, so a restart shows only at the end.
-TEST_F(Delivery, RestartOfTheServiceOnTheWayIsFoundAtTheEnd)
+TEST_F(Delivery, CancelEndsIt)
 {
-    service.on(3, {.restart = true});
-    const peers::transfer_result_t result = sent();
-    EXPECT_EQ(result.outcome, transfer_outcome::refused_state);
-    EXPECT_EQ(result.code, TFR_UPDATE_STATE_ERROR);
-    EXPECT_THAT(result.what, HasSubstr("restarted on the way"));
-    EXPECT_EQ(sent().outcome, transfer_outcome::done) << "the next one works";
+    service.follow(ten_from(0, {.take = false, .answer = false}));
+    bool ended = false;
+    const auto done = [&](const peers::transfer_result_t& result) {
+        EXPECT_EQ(result.outcome, transfer_outcome::cancelled);
+        ended = true;
+    };
+    EXPECT_EQ(app->restrictions().begin({file, options, {}, done}), 0);
+    app->restrictions().cancel();
+    EXPECT_TRUE(ended);
 }
 
-// A second finish would empty the file that the first one has accepted.
-TEST_F(Delivery, LostAnswerToTheFinishIsClearedUpByTheUid)
+TEST_F(Delivery, EveryRefusalIsExplained)
 {
-    service.on(6, {.answer = false});
-    EXPECT_EQ(sent().outcome, transfer_outcome::done);
-    EXPECT_EQ(service.story(), "s 0 1 2 3 4 f s");
-    EXPECT_EQ(service.file(), file);
+    using outcome = transfer_outcome;
+    const std::tuple<uint32_t, fault_t, outcome, uint8_t, const char*> cases[] = {
+        {0, {.code = TFR_UPDATE_PACKET_DATA_ERROR}, outcome::unexpected, TFR_UPDATE_PACKET_DATA_ERROR, ""},
+        {1, {.code = TFR_UPDATE_STATE_ERROR}, outcome::refused_state, TFR_UPDATE_STATE_ERROR, ""},
+        {6, {.code = TFR_UPDATE_SAVED_DATA_TOO_MUCH}, outcome::refused_state, TFR_UPDATE_SAVED_DATA_TOO_MUCH, ""},
+        {6, {.code = TFR_UPDATE_ERR_UNKNOW}, outcome::unexpected, TFR_UPDATE_ERR_UNKNOW, ""},
+        {6, {.code = 0x77}, outcome::unexpected, 0x77, ""},
+        // The service takes any number for a first fragment, so a restart shows only at the end.
+        {3, {.restart = true}, outcome::refused_state, TFR_UPDATE_STATE_ERROR, "restarted on the way"},
+        // What was written of a fragment before the disk was full stays in the file, uncounted.
+        {3,
+         {.take = false, .code = TFR_UPDATE_SAVE_DATA_FAIL, .litter = true},
+         outcome::far_disk,
+         TFR_UPDATE_MD5_CHECK_FAIL,
+         "a part of it stayed"},
+    };
+    options.force = true;
+    for (const auto& [request, fault, ends, code, words] : cases) {
+        SCOPED_TRACE(testing::Message() << "request " << request << ", code " << int{code});
+        service.follow({{request, fault}});
+        const peers::transfer_result_t result = sent();
+        EXPECT_EQ(result.outcome, ends);
+        EXPECT_EQ(result.code, code);
+        EXPECT_THAT(result.what, HasSubstr(words));
+        EXPECT_FALSE(result.what.empty());
+        EXPECT_FALSE(result.next.empty());
+    }
+    options.tries = 1;
+    for (const uint8_t code : {TFR_UPDATE_SEQ_NOT_CONTINUE, TFR_UPDATE_SAVE_DATA_FAIL}) {
+        service.follow({{1, {.code = code}}});
+        const bool disk = code == TFR_UPDATE_SAVE_DATA_FAIL;
+        EXPECT_EQ(sent().outcome, disk ? transfer_outcome::far_disk : transfer_outcome::refused_state);
+    }
 }
 
-TEST_F(Delivery, LostFinishRequestIsClearedUpByASecondQuestion)
-{
-    service.on(6, {.take = false, .answer = false});
-    EXPECT_EQ(sent().outcome, transfer_outcome::done);
-    EXPECT_EQ(service.story(), "s 0 1 2 3 4 f s s");
-}
-
-TEST_F(Delivery, RefusedFileWhoseRefusalIsLostIsNotTakenForDelivered)
-{
-    file[50] ^= 1;
-    service.on(6, {.answer = false});
-    EXPECT_EQ(sent().outcome, transfer_outcome::verification);
-    EXPECT_TRUE(service.file().empty());
-}
-
-TEST_F(Delivery, WrongDigestIsRefused)
+// With the refusal heard and with the refusal lost.
+TEST_F(Delivery, WrongDigestIsRefusedAndNotTakenForDelivered)
 {
     file[50] ^= 1;
     const peers::transfer_result_t result = sent();
     EXPECT_EQ(result.outcome, transfer_outcome::verification);
     EXPECT_EQ(result.code, TFR_UPDATE_MD5_CHECK_FAIL);
-}
-
-TEST_F(Delivery, EveryRefusalIsExplained)
-{
-    const std::tuple<uint32_t, uint8_t, transfer_outcome> cases[] = {
-        {0, TFR_UPDATE_PACKET_DATA_ERROR, transfer_outcome::unexpected},
-        {1, TFR_UPDATE_STATE_ERROR, transfer_outcome::refused_state},
-        {1, TFR_UPDATE_SEQ_NOT_CONTINUE, transfer_outcome::refused_state},
-        {1, TFR_UPDATE_SAVE_DATA_FAIL, transfer_outcome::far_disk},
-        {6, TFR_UPDATE_SAVED_DATA_TOO_MUCH, transfer_outcome::refused_state},
-        {6, TFR_UPDATE_ERR_UNKNOW, transfer_outcome::unexpected},
-        {6, 0x77, transfer_outcome::unexpected},
-    };
-    options.tries = 1;
-    options.force = true;
-    for (const auto& [request, ack, outcome] : cases) {
-        Bus other;
-        TfrKeeper keeper(other);
-        peers::bus_open_error_t error;
-        const auto phone = peers::AppPeer::open(other.name("app", "phone"), {}, error);
-        keeper.on(request, {.ack = ack});
-        const peers::transfer_result_t result = delivered(*phone, file, options);
-        EXPECT_EQ(result.outcome, outcome) << int{ack};
-        EXPECT_EQ(result.code, ack);
-        EXPECT_FALSE(result.what.empty());
-        EXPECT_FALSE(result.next.empty());
-    }
-}
-
-TEST_F(Delivery, CancelEndsItOnce)
-{
-    for (uint32_t i = 2; i < 10; i++)
-        service.on(i, {.answer = false});
-    std::atomic<int> ends = 0;
-    app->restrictions().begin({file, options, {}, [&](const peers::transfer_result_t& ended) {
-                                   EXPECT_EQ(ended.outcome, transfer_outcome::cancelled);
-                                   ends++;
-                               }});
-    ASSERT_TRUE(soon([&] { return service.story().size() >= 5; }));
-    app->restrictions().cancel();
-    app->restrictions().cancel();
-    EXPECT_EQ(ends, 1);
+    service.follow({{6, {.answer = false}}});
+    EXPECT_EQ(sent().outcome, transfer_outcome::verification);
+    EXPECT_TRUE(service.file().empty());
 }
 
 // Fragments have 16-bit numbers: the answer to the last possible one names 0 as the next.
@@ -188,27 +156,14 @@ TEST_F(Delivery, AsManyFragmentsAsThereAreNumbers)
 {
     options.max_block = 1;
     file = file_of(2425);  // 65510 bytes
-    const std::vector<uint8_t> surplus(65536 - file.size(), 0);
-    file.insert(file.end() - 16, surplus.begin(), surplus.end());
-    const peers::md5_digest_t digest = peers::md5_of(peers::bytes_view(file).first(file.size() - 16));
-    std::copy(digest.begin(), digest.end(), file.end() - 16);
+    file.resize(65536 - 16);
+    file = with_digest(file);
     EXPECT_EQ(sent().outcome, transfer_outcome::done);
     EXPECT_EQ(service.file(), file);
     file.push_back(0);
     const auto unsent = [](const peers::transfer_result_t&) { FAIL(); };
     EXPECT_EQ(app->restrictions().begin({file, options, {}, unsent}), -EFBIG);
     EXPECT_EQ(app->restrictions().begin({{}, options, {}, unsent}), -EINVAL);
-}
-
-TEST(DeliveryAlone, NobodyListensIsSaidAtOnce)
-{
-    const Bus bus;
-    peers::bus_open_error_t error;
-    const auto app = peers::AppPeer::open(bus.name("app", "phone"), {}, error);
-    ASSERT_TRUE(app);
-    const peers::transfer_result_t result = delivered(*app, file_of(1), {});
-    EXPECT_EQ(result.outcome, transfer_outcome::unreachable);
-    EXPECT_LT(result.elapsed_us, 500'000u);
 }
 
 }  // namespace

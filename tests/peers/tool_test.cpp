@@ -1,11 +1,5 @@
 // The tool as people call it: what it prints, and how it ends.
-#include <gmock/gmock.h>
-#include <sys/wait.h>
-
-#include <algorithm>
-#include <cstdio>
 #include <fstream>
-#include <sstream>
 
 #include "exit_codes.h"
 #include "peer_fixture.h"
@@ -16,205 +10,145 @@
 namespace {
 
 using cli::exit_code;
+using cli::json;
 using testing::HasSubstr;
-using testing::StartsWith;
 
-struct outcome_t {
-    exit_code code;
-    std::string text;  // standard output and error
+class Tool : public testing::Test {
+protected:
+    static void expect(const std::string& arguments, exit_code code, const char* text = "")
+    {
+        const tool_run_t run = vela(arguments);
+        EXPECT_EQ(run.code, code) << arguments;
+        EXPECT_THAT(run.text, HasSubstr(text)) << arguments;
+    }
+
+    static json json_of(const std::string& arguments) { return json::parse(vela(arguments + " --json").text); }
+
+    Bus bus;
+    const std::string route = " --route " + bus.routes();
+    const std::string file = bus.path("file.bin");
+    const std::string again = bus.path("again.bin");
 };
 
-outcome_t vela(const std::string& arguments)
+TEST_F(Tool, EndsWithADifferentCodePerKindOfFailure)
 {
-    const std::string command = std::string(VELA_PROGRAM) + " " + arguments + " 2>&1";
-    std::FILE* pipe = popen(command.c_str(), "r");
-    std::string text;
-    char buffer[4096];
-    size_t got = 0;
-    while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
-        text.append(buffer, got);
-    const int status = pclose(pipe);
-    return {static_cast<exit_code>(WEXITSTATUS(status)), text};
+    const std::pair<std::string, exit_code> cases[] = {
+        {"nfz make -o x --version 2.0", exit_code::usage},
+        {"nfz make -o x --version 2.0.0.1 --size 10", exit_code::usage},
+        {"nfz make -o /no/such/directory/x --version 2.0.0.1", exit_code::output},
+        {"nfz inspect /no/such/file", exit_code::bad_input},
+        {"nonsense", exit_code::usage},
+        {"version --as nonsense" + route, exit_code::usage},
+        {"version --route /no/such/file", exit_code::configuration},
+        {"bus watch" + route, exit_code::configuration},  // no tap in that configuration
+        {"tfr make " SAMPLE_AREAS " -o " + file + " --uid 12", exit_code::usage},
+    };
+    for (const auto& [arguments, code] : cases)
+        expect(arguments, code);
+    expect("version" + route, exit_code::unreachable);
+    EXPECT_EQ(json_of("version" + route)["error"]["name"], "unreachable");
+    const auto taken = bus.endpoint("factory", "station");
+    expect("version" + route, exit_code::address_in_use);
 }
 
-std::string read_text(const std::string& path)
+TEST_F(Tool, MakesADatabaseSendsItAndReadsItBack)
 {
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
+    ScriptedService service(bus);
+    expect("nfz make -o " + file + " --version 2.0.0.1 --size 64k", exit_code::ok);
+    EXPECT_EQ(file_text(file).size(), 65536u);
+    const json found = json_of("nfz inspect " + file);
+    EXPECT_EQ(found["head"]["version"], "2.0.0.1");
+    EXPECT_EQ(found["kept"], true);
+    expect("nfz send " + file + route, exit_code::ok);
+    service.follow({.file = service.seen().received});
+    expect("nfz read -o " + again + route, exit_code::ok);
+    EXPECT_EQ(file_text(again), file_text(file));
+    expect("nfz read --offset 0 --length 16" + route, exit_code::ok, "00000000  6e 6f 2d 66");
 
-TEST(Tool, MakesAFileThatInspectAccepts)
-{
-    const Bus bus;
-    const std::string file = bus.directory() + "/nfz.bin";
-    EXPECT_EQ(vela("nfz make -o " + file + " --version 2.0.0.1 --size 64k").code, exit_code::ok);
-    EXPECT_EQ(read_text(file).size(), 65536u);
-    const outcome_t found = vela("nfz inspect " + file + " --json");
-    EXPECT_EQ(found.code, exit_code::ok);
-    const auto report = cli::json::parse(found.text);
-    EXPECT_EQ(report["head"]["version"], "2.0.0.1");
-    EXPECT_EQ(report["kept"], true);
+    service.follow({.end_code = UPGRADE_RET_FILE_MD5, .file = std::vector<uint8_t>(1000, 7)});
+    expect("nfz read" + route, exit_code::verification);
+    expect("nfz send " + file + route, exit_code::verification);
+    service.follow({.data = {{0, {.take = false, .code = UPGRADE_RET_NOT_NEWER}}}});
+    expect("nfz send " + file + route, exit_code::refused_older, "newer database");
 
     std::ofstream(file, std::ios::app) << "x";
-    const outcome_t damaged = vela("nfz inspect " + file);
-    EXPECT_EQ(damaged.code, exit_code::bad_input);
-    EXPECT_THAT(damaged.text, HasSubstr("discards it"));
-    const outcome_t unsent = vela("nfz send " + file + " --route " + bus.routes());
-    EXPECT_EQ(unsent.code, exit_code::bad_input);
-    EXPECT_THAT(unsent.text, HasSubstr("Nothing was sent"));
+    expect("nfz inspect " + file, exit_code::bad_input, "discards it");
+    expect("nfz send " + file + route, exit_code::bad_input, "Nothing was sent");
 }
 
-TEST(Tool, EndsWithADifferentCodePerKindOfFailure)
+TEST_F(Tool, RestrictionsGoThroughTheToolByteForByte)
 {
-    const Bus bus;
-    const std::string route = " --route " + bus.routes();
-    EXPECT_EQ(vela("nfz make -o x --version 2.0").code, exit_code::usage);
-    EXPECT_EQ(vela("nfz make -o x --version 2.0.0.1 --size 10").code, exit_code::usage);
-    EXPECT_EQ(vela("nfz make -o /no/such/directory/x --version 2.0.0.1").code, exit_code::output);
-    EXPECT_EQ(vela("nfz inspect /no/such/file").code, exit_code::bad_input);
-    EXPECT_EQ(vela("nonsense").code, exit_code::usage);
-    EXPECT_EQ(vela("version --as nonsense" + route).code, exit_code::usage);
-    EXPECT_EQ(vela("version --route /no/such/file").code, exit_code::configuration);
-    EXPECT_EQ(vela("bus watch" + route).code, exit_code::configuration) << "no tap in that configuration";
-    const outcome_t silent = vela("version" + route + " --json");
-    EXPECT_EQ(silent.code, exit_code::unreachable);
-    EXPECT_EQ(cli::json::parse(silent.text)["error"]["name"], "unreachable");
-
-    const auto taken = bus.endpoint("factory", "station");
-    EXPECT_EQ(vela("version" + route).code, exit_code::address_in_use);
-}
-
-TEST(Tool, SendsAndReadsBack)
-{
-    const Bus bus;
-    ScriptedService service(bus);
-    const std::string sent = bus.directory() + "/sent.bin";
-    const std::string read = bus.directory() + "/read.bin";
-    const std::string route = " --route " + bus.routes();
-    vela("nfz make -o " + sent + " --version 2.0.0.1");
-    EXPECT_EQ(vela("nfz send " + sent + route).code, exit_code::ok);
-    service.serve(service.received());
-    EXPECT_EQ(vela("nfz read -o " + read + route).code, exit_code::ok);
-    EXPECT_EQ(read_text(read), read_text(sent));
-    const outcome_t range = vela("nfz read --offset 0 --length 16" + route);
-    EXPECT_EQ(range.code, exit_code::ok);
-    EXPECT_THAT(range.text, StartsWith("00000000  6e 6f 2d 66"));
-
-    service.serve(std::vector<uint8_t>(1000, 7));
-    EXPECT_EQ(vela("nfz read" + route).code, exit_code::verification);
-    service.answer_end(UPGRADE_RET_FILE_MD5);
-    EXPECT_EQ(vela("nfz send " + sent + route).code, exit_code::verification);
-    service.on_data(static_cast<uint32_t>(service.block_numbers().size()),
-                    {.take = false, .code = UPGRADE_RET_NOT_NEWER});
-    const outcome_t older = vela("nfz send " + sent + route);
-    EXPECT_EQ(older.code, exit_code::refused_older);
-    EXPECT_THAT(older.text, HasSubstr("newer database"));
-}
-
-TEST(Tool, RestrictionsGoThroughTheToolByteForByte)
-{
-    const Bus bus;
-    const std::string file = bus.directory() + "/tfr.bin";
-    const std::string again = bus.directory() + "/again.bin";
-    const outcome_t made = vela("tfr make " SAMPLE_AREAS " -o " + file);
-    EXPECT_EQ(made.code, exit_code::ok);
-    EXPECT_THAT(made.text, HasSubstr("6 areas (3 circles, 3 polygons)"));
-    EXPECT_THAT(made.text, HasSubstr("computed from the corners"));
-    EXPECT_EQ(vela("tfr inspect " + file + " --geojson | " VELA_PROGRAM " tfr make - -o " + again).code, exit_code::ok);
-    EXPECT_EQ(read_text(again), read_text(file));
     const std::string uid = "000102030405060708090a0b0c0d0e0f";
-    EXPECT_EQ(vela("tfr make " SAMPLE_AREAS " -o " + file + " --uid " + uid).code, exit_code::ok);
-    vela("tfr inspect " + file + " --geojson | " VELA_PROGRAM " tfr make - -o " + again);
-    EXPECT_EQ(read_text(again), read_text(file)) << "with a uid of its own";
-    const auto shown = cli::json::parse(vela("tfr inspect --json " + file).text);
+    expect("tfr make " SAMPLE_AREAS " -o " + file, exit_code::ok, "6 areas (3 circles, 3 polygons)");
+    for (const std::string& make : {std::string(), " --uid " + uid}) {
+        expect("tfr make " SAMPLE_AREAS " -o " + file + make, exit_code::ok, "computed from the corners");
+        expect("tfr inspect " + file + " --geojson | " VELA_PROGRAM " tfr make - -o " + again, exit_code::ok);
+        EXPECT_EQ(file_text(again), file_text(file));
+    }
+    const json shown = json_of("tfr inspect " + file);
     EXPECT_EQ(shown["uid"], uid);
     EXPECT_EQ(shown["areas"].size(), 6u);
     EXPECT_EQ(shown["areas"][4]["radius"], 3200);
 
-    const auto nearest = cli::json::parse(vela("tfr nearest " + file + " 48.137154 11.576124 --json").text);
-    EXPECT_EQ(nearest["nearest"].size(), 5u);
-    EXPECT_EQ(nearest["nearest"][0]["id"], 260701);
-    EXPECT_NEAR(nearest["nearest"][0]["distance"].get<double>(), -849, 1) << "50 m east of its center";
-    EXPECT_THAT(vela("tfr nearest " + file + " -48 -11.5").text, HasSubstr("at -48.000000, -11.500000"));
+    const json nearest = json_of("tfr nearest " + file + " 48.137154 11.576124")["nearest"];
+    EXPECT_EQ(nearest.size(), 5u);
+    EXPECT_EQ(nearest[0]["id"], 260701);
+    EXPECT_NEAR(nearest[0]["distance"].get<double>(), -849, 1) << "50 m east of its center";
+    expect("tfr nearest " + file + " -48 -11.5", exit_code::ok, "at -48.000000, -11.500000");
 }
 
-TEST(Tool, SendsRestrictionsOnce)
+TEST_F(Tool, SendsRestrictionsOnce)
 {
-    const Bus bus;
     TfrKeeper service(bus);
-    const std::string file = bus.directory() + "/tfr.bin";
-    const std::string send = "tfr send " + file + " --route " + bus.routes();
+    const std::string send = "tfr send " + file + route;
     vela("tfr make " SAMPLE_AREAS " -o " + file);
-    const outcome_t first = vela(send);
-    EXPECT_EQ(first.code, exit_code::ok);
-    EXPECT_THAT(first.text, HasSubstr("2 fragments, 0 sent again"));
-    EXPECT_EQ(service.file().size(), read_text(file).size());
-    EXPECT_EQ(cli::json::parse(vela(send + " --json").text)["already_there"], true);
-    EXPECT_THAT(vela(send).text, HasSubstr("nothing was sent"));
-    service.on(9, {.ack = TFR_UPDATE_MD5_CHECK_FAIL});
-    const outcome_t refused = vela(send + " --force --json");
-    EXPECT_EQ(service.story(), "s 0 1 f s s s 0 1 f");
-    EXPECT_EQ(refused.code, exit_code::verification);
-    EXPECT_EQ(cli::json::parse(refused.text)["service_code"], TFR_UPDATE_MD5_CHECK_FAIL);
-    EXPECT_EQ(vela(send + " --rate 0").code, exit_code::usage);
-    EXPECT_EQ(vela(send + " --as nobody").code, exit_code::usage);
+    expect(send, exit_code::ok, "2 fragments, 0 sent again");
+    EXPECT_EQ(service.file().size(), file_text(file).size());
+    EXPECT_EQ(json_of(send)["already_there"], true);
+    expect(send, exit_code::ok, "nothing was sent");
+    EXPECT_EQ(service.story(), "s 0 1 f s s");
+    service.follow({{3, {.code = TFR_UPDATE_MD5_CHECK_FAIL}}});
+    expect(send + " --force --json", exit_code::verification, "\"service_code\": 8");
+    EXPECT_EQ(service.story(), "s 0 1 f");
+    expect(send + " --rate 0", exit_code::usage);
+    expect(send + " --as nobody", exit_code::usage);
 }
 
-TEST(Tool, RestrictionsThatAreNoneAreSaidAndWriteNothing)
+TEST_F(Tool, RestrictionsThatAreNoneAreSaidAndWriteNothing)
 {
-    const Bus bus;
-    const std::string text = bus.directory() + "/areas.geojson";
-    const std::string file = bus.directory() + "/tfr.bin";
-    std::ofstream(text) << R"({"type": "FeatureCollection", "features": [{"type": "Feature", "properties": {"id": -1},
+    const std::string areas = bus.path("areas.geojson");
+    const std::string make = "tfr make " + areas + " -o " + file;
+    std::ofstream(areas) << R"({"type": "FeatureCollection", "features": [{"type": "Feature", "properties": {"id": -1},
         "geometry": {"type": "Point", "coordinates": [200, 0]}}]})";
-    const outcome_t refused = vela("tfr make " + text + " -o " + file);
-    EXPECT_EQ(refused.code, exit_code::bad_input);
-    EXPECT_THAT(refused.text, HasSubstr("5 problems\n  feature 1: \"id\" is -1"));
+    expect(make, exit_code::bad_input, "5 problems\n  feature 1: \"id\" is -1");
     EXPECT_FALSE(std::ifstream(file).good());
-    const auto listed = cli::json::parse(vela("tfr make " + text + " -o " + file + " --json").text);
-    EXPECT_EQ(listed["problems"].size(), 5u);
-    EXPECT_EQ(listed["problems"][0]["feature"], 1);
-    std::ofstream(text) << "{\n\n,";
-    EXPECT_THAT(vela("tfr make " + text + " -o " + file).text, HasSubstr("areas.geojson:3:1: syntax error"));
+    const json problems = json_of(make)["problems"];
+    EXPECT_EQ(problems.size(), 5u);
+    EXPECT_EQ(problems[0]["feature"], 1);
+    std::ofstream(areas) << "{\n\n,";
+    expect(make, exit_code::bad_input, "areas.geojson:3:1: syntax error");
 
-    EXPECT_EQ(vela("tfr make " SAMPLE_AREAS " -o " + file + " --uid 12").code, exit_code::usage);
     vela("tfr make " SAMPLE_AREAS " -o " + file);
     std::ofstream(file, std::ios::app) << "x";
-    for (const char* command : {"inspect ", "nearest ", "send --route /no/such/file "}) {
-        const std::string position = *command == 'n' ? " 0 0" : "";
-        EXPECT_EQ(vela("tfr " + std::string(command) + file + position).code, exit_code::bad_input) << command;
-    }
+    for (const std::string& command : {"inspect " + file, "nearest " + file + " 0 0", "send " + file + route})
+        expect("tfr " + command, exit_code::bad_input);
     std::ofstream(file).seekp(65536 * 255) << "x";
-    EXPECT_THAT(vela("tfr send --unchecked " + file).text, HasSubstr("65536 fragments of 255 bytes"));
+    expect("tfr send --unchecked " + file, exit_code::bad_input, "65536 fragments of 255 bytes");
 }
 
-TEST(Tool, EveryHelpHasAnExample)
+TEST_F(Tool, EveryHelpHasAnExampleAndEveryExitCodeIsInTheGuide)
 {
     for (const char* command :
          {"", "version", "nfz", "nfz make", "nfz inspect", "nfz send", "nfz read", "tfr", "tfr make", "tfr inspect",
           "tfr send", "tfr nearest", "fc", "bus", "bus watch", "bus stats", "demo"}) {
-        const outcome_t help = vela(std::string(command) + " --help");
-        EXPECT_EQ(help.code, exit_code::ok) << command;
-        EXPECT_THAT(help.text, HasSubstr("Example: ")) << command;
+        expect(std::string(command) + " --help", exit_code::ok, "Example: ");
     }
-}
-
-TEST(Tool, ExitCodesInTheGuideAreThoseOfTheTool)
-{
-    const std::string guide = read_text(TOOL_GUIDE);
+    const std::string guide = file_text(TOOL_GUIDE);
+    std::string table;
     for (const cli::exit_code_row_t& row : cli::EXIT_CODES) {
-        const std::string line =
-            "| " + std::to_string(static_cast<int>(row.code)) + " | `" + row.name + "` | " + row.meaning + " |";
-        EXPECT_THAT(guide, HasSubstr(line));
+        table += "| " + std::to_string(static_cast<int>(row.code)) + " | `" + row.name + "` | " + row.meaning + " |\n";
     }
-    std::istringstream lines(guide);
-    size_t rows = 0;
-    for (std::string line; std::getline(lines, line);) {
-        const size_t digits = line.find_first_not_of("0123456789", 2);
-        if (line.starts_with("| ") && digits > 2 && digits != line.npos && line.compare(digits, 4, " | `") == 0) rows++;
-    }
-    EXPECT_EQ(rows, cli::EXIT_CODES.size()) << "a row for a code that the tool does not know";
+    EXPECT_THAT(guide, HasSubstr(table + "\n")) << "the whole table and nothing behind it";
 }
 
 TEST(Units, ReadAndWriteSizes)
@@ -222,9 +156,8 @@ TEST(Units, ReadAndWriteSizes)
     EXPECT_EQ(cli::parse_size("4096"), 4096u);
     EXPECT_EQ(cli::parse_size("512k"), 524288u);
     EXPECT_EQ(cli::parse_size("1MiB"), 1048576u);
-    for (const char* wrong : {"", "k", "1T", "-1", "1 M", "1Mx", "99999999999999999999"}) {
+    for (const char* wrong : {"", "k", "1T", "-1", "1 M", "1Mx", "99999999999999999999"})
         EXPECT_FALSE(cli::parse_size(wrong)) << wrong;
-    }
     EXPECT_EQ(cli::size_text(980), "980 bytes");
     EXPECT_EQ(cli::size_text(1u << 20), "1.0 MiB");
     EXPECT_EQ(cli::duration_text(0.34), "340 ms");
@@ -247,16 +180,14 @@ cli::tap_record_t copy_of_message(uint16_t seq_id, uint8_t direction)
 TEST(WatchFilter, ShowsEachMessageOnceWhicheverCopyComesFirst)
 {
     cli::failure_t failure;
-    auto filter = cli::WatchFilter::make({}, {}, failure);
-    ASSERT_TRUE(filter);
-    EXPECT_TRUE(filter->shows(copy_of_message(1, 0)));
-    EXPECT_FALSE(filter->shows(copy_of_message(1, 1)));
-    EXPECT_TRUE(filter->shows(copy_of_message(2, 1)));
-    EXPECT_FALSE(filter->shows(copy_of_message(2, 0)));
-    EXPECT_TRUE(filter->shows(copy_of_message(2, 0))) << "sent again";
-    auto chosen = cli::WatchFilter::make({"0x0306", "", "", false}, {}, failure);
-    ASSERT_TRUE(chosen);
-    EXPECT_FALSE(chosen->shows(copy_of_message(3, 0)));
+    auto filter = cli::WatchFilter::make({}, {}, failure).value();
+    EXPECT_TRUE(filter.shows(copy_of_message(1, 0)));
+    EXPECT_FALSE(filter.shows(copy_of_message(1, 1)));
+    EXPECT_TRUE(filter.shows(copy_of_message(2, 1)));
+    EXPECT_FALSE(filter.shows(copy_of_message(2, 0)));
+    EXPECT_TRUE(filter.shows(copy_of_message(2, 0))) << "sent again";
+    auto chosen = cli::WatchFilter::make({"0x0306", "", "", false}, {}, failure).value();
+    EXPECT_FALSE(chosen.shows(copy_of_message(3, 0)));
     EXPECT_FALSE(cli::WatchFilter::make({"", "300", "", false}, {}, failure));
     EXPECT_EQ(failure.code, exit_code::usage);
 }

@@ -15,8 +15,6 @@ class Upgrade : public testing::Test {
 protected:
     Upgrade()
     {
-        peers::bus_open_error_t error;
-        app = peers::AppPeer::open(bus.name("app", "phone"), {}, error);
         options.reply_timeout_us = 100'000;
         options.tries = 3;
     }
@@ -24,7 +22,7 @@ protected:
 
     Bus bus;
     ScriptedService service{bus};
-    std::unique_ptr<peers::AppPeer> app;
+    std::unique_ptr<peers::AppPeer> app = bus.app();
     peers::upgrade_options_t options;
     const std::vector<uint8_t> database =
         peers::build_nfz_file({{2, 0, 0, 1}, 0, 0, peers::generate_nfz_content({2, 0, 0, 1}, BLOCKS * 980 - 500)});
@@ -34,68 +32,65 @@ TEST_F(Upgrade, ArrivesByteForByteInBlocksOfTheSizeGranted)
 {
     const peers::upgrade_result_t result = sent();
     EXPECT_EQ(result.outcome, upgrade_outcome::done);
-    EXPECT_EQ(service.received(), database);
-    EXPECT_THAT(service.block_numbers(), ElementsAre(0, 1, 2, 3, 4));
+    EXPECT_EQ(service.seen().received, database);
+    EXPECT_THAT(service.seen().blocks, ElementsAre(0, 1, 2, 3, 4));
     EXPECT_EQ(result.bytes, database.size());
     EXPECT_EQ(result.blocks, BLOCKS);
     EXPECT_EQ(result.resends, 0u);
-    EXPECT_EQ(sent().outcome, upgrade_outcome::done) << "a sender can be used again";
+    options.bytes_per_second = 20'000;
+    const peers::upgrade_result_t again = sent();
+    EXPECT_EQ(again.outcome, upgrade_outcome::done) << "a sender can be used again";
+    EXPECT_GE(again.elapsed_us, 3 * 980 * 50u) << "the last block waits until the four before are due";
 }
 
-TEST_F(Upgrade, BlockWhoseAnswerIsLostIsResumedBehindIt)
+TEST_F(Upgrade, ResumesWhereTheServiceIs)
 {
-    service.on_data(2, {.answer = false});
-    const peers::upgrade_result_t result = sent();
-    EXPECT_EQ(result.outcome, upgrade_outcome::done);
-    EXPECT_THAT(service.block_numbers(), ElementsAre(0, 1, 2, 2, 3, 4));
-    EXPECT_EQ(service.received(), database);
-    EXPECT_GE(result.resends, 1u);
-}
-
-// The service no longer takes blocks once it has all of them, and says "not now" to the repeated last one.
-TEST_F(Upgrade, LastBlockWhoseAnswerIsLostEndsWell)
-{
-    service.on_data(4, {.answer = false});
+    const fault_t lost_answer = {.answer = false};
+    const fault_t lost = {.take = false, .answer = false};
+    const std::tuple<const char*, faults_t, std::vector<int32_t>> cases[] = {
+        {"an answer is lost", {{2, lost_answer}}, {0, 1, 2, 2, 3, 4}},
+        // The service takes no more blocks once it has all of them, and says "not now" to the repeated last one.
+        {"the last answer is lost", {{4, lost_answer}}, {0, 1, 2, 3, 4, 4}},
+        {"blocks are lost", {{0, lost}, {3, lost}}, {0, 0, 1, 2, 2, 3, 4}},
+        {"not written", {{1, {.take = false, .code = UPGRADE_RET_NOT_WRITTEN}}}, {0, 1, 1, 2, 3, 4}},
+    };
+    for (const auto& [name, faults, blocks] : cases) {
+        SCOPED_TRACE(name);
+        service.follow({.data = faults});
+        const peers::upgrade_result_t result = sent();
+        EXPECT_EQ(result.outcome, upgrade_outcome::done);
+        EXPECT_EQ(service.seen().blocks, blocks);
+        EXPECT_EQ(service.seen().received, database);
+        EXPECT_GE(result.resends, 1u);
+    }
+    service.follow({.ends_ignored = 1});
     EXPECT_EQ(sent().outcome, upgrade_outcome::done);
-    EXPECT_THAT(service.block_numbers(), ElementsAre(0, 1, 2, 3, 4, 4));
+    EXPECT_EQ(service.seen().end_codes.size(), 2u) << "an end request whose answer is lost is asked again";
 }
 
-TEST_F(Upgrade, LostBlockIsSentAgain)
+TEST_F(Upgrade, GivesUpAfterTheLastTry)
 {
-    service.on_data(0, {.take = false, .answer = false});
-    service.on_data(3, {.take = false, .answer = false});
-    EXPECT_EQ(sent().outcome, upgrade_outcome::done);
-    EXPECT_EQ(service.received(), database);
-}
-
-TEST_F(Upgrade, BlockThatCouldNotBeWrittenIsSentAgainLater)
-{
-    service.on_data(1, {.take = false, .code = UPGRADE_RET_NOT_WRITTEN});
-    EXPECT_EQ(sent().outcome, upgrade_outcome::done);
-    EXPECT_EQ(service.received(), database);
-}
-
-TEST_F(Upgrade, GivesUpOnADiskThatStaysFull)
-{
-    for (uint32_t i = 2; i < 10; i++)
-        service.on_data(i, {.take = false, .code = UPGRADE_RET_NOT_WRITTEN});
-    const peers::upgrade_result_t result = sent();
-    EXPECT_EQ(result.outcome, upgrade_outcome::far_disk);
-    EXPECT_EQ(result.code, UPGRADE_RET_NOT_WRITTEN);
-    EXPECT_THAT(result.what, HasSubstr("2 of 5 blocks"));
-    EXPECT_THAT(service.block_numbers(), ElementsAre(0, 1, 2, 2, 2));
-    EXPECT_TRUE(service.end_codes().empty()) << "no end request unless asked for";
+    service.follow({.data = ten_from(2, {.take = false, .code = UPGRADE_RET_NOT_WRITTEN})});
+    const peers::upgrade_result_t full = sent();
+    EXPECT_EQ(full.outcome, upgrade_outcome::far_disk);
+    EXPECT_EQ(full.code, UPGRADE_RET_NOT_WRITTEN);
+    EXPECT_THAT(full.what, HasSubstr("2 of 5 blocks"));
+    EXPECT_THAT(service.seen().blocks, ElementsAre(0, 1, 2, 2, 2));
+    EXPECT_TRUE(service.seen().end_codes.empty()) << "no end request unless asked for";
+    service.follow({.data = ten_from(1, {.take = false, .answer = false})});
+    EXPECT_EQ(sent().outcome, upgrade_outcome::no_answer);
+    EXPECT_THAT(service.seen().blocks, ElementsAre(0, 1, 1, 1));
 }
 
 TEST_F(Upgrade, WithdrawsOnlyWhenAskedAndOnlyWhenTheOldDatabaseIsGone)
 {
     options.withdraw_on_failure = true;
-    service.on_data(0, {.take = false, .code = UPGRADE_RET_NOT_NEWER});
+    service.follow({.data = {{0, {.take = false, .code = UPGRADE_RET_NOT_NEWER}}}});
     EXPECT_EQ(sent().outcome, upgrade_outcome::refused_older);
-    EXPECT_TRUE(service.end_codes().empty());
-    service.on_data(2, {.take = false, .code = UPGRADE_RET_STATE});
+    EXPECT_TRUE(service.seen().end_codes.empty());
+    service.follow({.data = {{1, {.take = false, .code = UPGRADE_RET_STATE}}}});
     EXPECT_EQ(sent().outcome, upgrade_outcome::refused_state);
-    EXPECT_THAT(service.end_codes(), ElementsAre(UPGRADE_RET_STATE));
+    EXPECT_THAT(service.seen().end_codes, ElementsAre(UPGRADE_RET_STATE));
 }
 
 TEST_F(Upgrade, EveryRefusalIsExplained)
@@ -108,7 +103,7 @@ TEST_F(Upgrade, EveryRefusalIsExplained)
         {0x77, upgrade_outcome::unexpected},
     };
     for (const auto& [code, outcome] : cases) {
-        service.answer_end(code);
+        service.follow({.end_code = code});
         const peers::upgrade_result_t result = sent();
         EXPECT_EQ(result.outcome, outcome) << int{code};
         EXPECT_EQ(result.code, code);
@@ -117,56 +112,30 @@ TEST_F(Upgrade, EveryRefusalIsExplained)
     }
 }
 
-TEST_F(Upgrade, EndRequestWhoseAnswerIsLostIsAskedAgain)
-{
-    service.ignore_end_requests(1);
-    EXPECT_EQ(sent().outcome, upgrade_outcome::done);
-    EXPECT_EQ(service.end_codes().size(), 2u);
-}
-
-TEST_F(Upgrade, SilentServiceEndsItAfterTheLastTry)
-{
-    for (uint32_t i = 1; i < 10; i++)
-        service.on_data(i, {.take = false, .answer = false});
-    const peers::upgrade_result_t result = sent();
-    EXPECT_EQ(result.outcome, upgrade_outcome::no_answer);
-    EXPECT_THAT(service.block_numbers(), ElementsAre(0, 1, 1, 1));
-}
-
 TEST_F(Upgrade, CancelEndsItOnce)
 {
-    for (uint32_t i = 1; i < 10; i++)
-        service.on_data(i, {.answer = false});
+    service.follow({.data = ten_from(1, {.answer = false})});
     std::atomic<int> ends = 0;
-    peers::upgrade_result_t result;
     app->upgrade().begin({database, options, {}, [&](const peers::upgrade_result_t& ended) {
-                              result = ended;
+                              EXPECT_EQ(ended.outcome, upgrade_outcome::cancelled);
                               ends++;
                           }});
-    ASSERT_TRUE(soon([&] { return service.block_numbers().size() >= 2; }));
+    ASSERT_TRUE(soon([&] { return service.seen().blocks.size() >= 2; }));
     app->upgrade().cancel();
     app->upgrade().cancel();
     EXPECT_EQ(ends, 1);
-    EXPECT_EQ(result.outcome, upgrade_outcome::cancelled);
 }
 
-TEST_F(Upgrade, RateIsABound)
-{
-    options.bytes_per_second = 20'000;
-    const peers::upgrade_result_t result = sent();
-    EXPECT_EQ(result.outcome, upgrade_outcome::done);
-    EXPECT_GE(result.elapsed_us, 3 * 980 * 50u) << "the last block waits until the four before are due";
-}
-
-TEST(UpgradeAlone, NobodyListensIsSaidAtOnce)
+TEST(Alone, NobodyListensIsSaidAtOnce)
 {
     const Bus bus;
-    peers::bus_open_error_t error;
-    const auto app = peers::AppPeer::open(bus.name("app", "phone"), {}, error);
-    ASSERT_TRUE(app);
+    const auto app = bus.app();
     const peers::upgrade_result_t result = upgraded(*app, std::vector<uint8_t>(500), {});
     EXPECT_EQ(result.outcome, upgrade_outcome::unreachable);
     EXPECT_LT(result.elapsed_us, 500'000u);
+    EXPECT_EQ(delivered(*app, std::vector<uint8_t>(500), {}).outcome, upgrade_outcome::unreachable);
+    peers::DatabaseReader reader(app->endpoint());
+    EXPECT_EQ(read_back(reader, {}).outcome, peers::read_outcome::unreachable);
 }
 
 }  // namespace

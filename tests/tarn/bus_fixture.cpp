@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -68,6 +67,23 @@ std::string read_file(const std::string& path)
     std::stringstream text;
     text << std::ifstream(path).rdbuf();
     return text.str();
+}
+
+sockaddr_un address_of(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+    return address;
+}
+
+tarn_stats_file_t stats_in(const std::string& path)
+{
+    const std::string bytes = read_file(path);
+    tarn_stats_file_t stats{};
+    EXPECT_EQ(bytes.size(), sizeof stats) << path;
+    if (bytes.size() == sizeof stats) std::memcpy(&stats, bytes.data(), sizeof stats);
+    return stats;
 }
 
 captured_stderr::captured_stderr() : memory_(::memfd_create("stderr", MFD_CLOEXEC)), before_(::dup(STDERR_FILENO))
@@ -163,22 +179,13 @@ size_t endpoint::waiting()
 
 uint64_t endpoint::counter(uint32_t which) const
 {
-    const std::string bytes = read_file(stats_);
-    tarn_stats_file_t stats{};
-    if (bytes.size() != sizeof stats) {
-        ADD_FAILURE() << stats_ << " has " << bytes.size() << " bytes";
-        return 0;
-    }
-    std::memcpy(&stats, bytes.data(), sizeof stats);
-    return stats.value[which];
+    return stats_in(stats_).value[which];
 }
 
 raw_peer::raw_peer(const bus& on, uint16_t to, std::optional<uint16_t> as)
     : fd_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0))
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", on.socket_of(to).c_str());
+    const sockaddr_un address = address_of(on.socket_of(to));
     EXPECT_EQ(::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << std::strerror(errno);
     if (!as) return;
     const uint8_t hello[] = {0x54, 0x01, static_cast<uint8_t>(*as & 0xff), static_cast<uint8_t>(*as >> 8)};

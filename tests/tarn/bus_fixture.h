@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <kest_event.h>
 #include <kest_mb.h>
+#include <sys/un.h>
 #include <tarn_host.h>
 
 #include <chrono>
@@ -56,6 +57,8 @@ private:
 };
 
 std::string read_file(const std::string& path);
+sockaddr_un address_of(const std::string& path);
+tarn_stats_file_t stats_in(const std::string& path);
 
 // Standard error until this object goes.
 class captured_stderr {

@@ -1,7 +1,5 @@
 #include "afqt_flight.h"
 
-#include <filesystem>
-
 const std::string STEP = motion("kStep", R"("repeat_times": 1, "intervals": 1, "loop_id": 4, "amp": 3)");
 
 texts_t times(size_t count, const texts_t& texts)
@@ -47,11 +45,6 @@ void AfqtFlight::gives_control()
 {
     is_in(17);
     tick();
-}
-
-void AfqtFlight::flies_list()
-{
-    tick(6 + 200);
 }
 
 void AfqtFlight::flies_home()

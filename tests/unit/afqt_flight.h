@@ -22,7 +22,7 @@ protected:
     void on(uint8_t index = 0);  // on the ground, list loaded, take-off asked for once
     void takes_off();
     void gives_control();
-    void flies_list();
+    void flies_list() { tick(6 + 200); }
     void flies_home();
     void lands();                                 // back to idle
     void flies(int stations, uint8_t index = 0);  // the first so many of the six

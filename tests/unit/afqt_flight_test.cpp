@@ -3,12 +3,10 @@
 
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::EndsWith;
 
-TEST_F(AfqtFlight, GoesFromTheGroundBackToTheGround)
+TEST_F(AfqtFlight, GoesFromTheGroundIntoTheAirUnderControl)
 {
-    EXPECT_EQ(ext(), 0);
     printed();
     is_in(1);
     db.drone_fsm = DRONE_ON_GND;
@@ -20,16 +18,13 @@ TEST_F(AfqtFlight, GoesFromTheGroundBackToTheGround)
     EXPECT_EQ(ext(), 1);
     EXPECT_THAT(printed(), HasSubstr("[new afqt] motion list load done \r\n[new afqt] process MainStaMotionRun entry  "
                                      "\r\n[new afqt] reset_run_list_sta  \r\n[afqt]list size is 2\r\n"));
-    EXPECT_THAT(flown(), IsEmpty());
     tick();
     EXPECT_THAT(printed(), AllOf(HasSubstr("motion list init err_code 0 \r\n"), HasSubstr("curr_mode, 1\r\n")));
-    EXPECT_THAT(flown(), ElementsAre(TAKEOFF));
     is_in(10);
     tick();
-    EXPECT_THAT(flown(), ElementsAre(TAKEOFF)) << "still, on the tick that sees the mode";
-    tick();
+    EXPECT_THAT(flown(), ElementsAre(TAKEOFF, TAKEOFF)) << "still, on the tick that sees the mode";
     db.drone_fsm = DRONE_IN_AIR;
-    tick();
+    tick(2);
     EXPECT_EQ(ext(), 1) << "in the air, but not yet in a mode for it";
     EXPECT_THAT(flown(), IsEmpty());
     is_in(6);
@@ -39,42 +34,41 @@ TEST_F(AfqtFlight, GoesFromTheGroundBackToTheGround)
     EXPECT_EQ(ext(), 2);
     EXPECT_THAT(printed(), AllOf(HasSubstr("***DRONE_IN_AIR***"), HasSubstr("**ReqApiMode  **")));
     EXPECT_THAT(logged(), Contains("event_in_air: event_in_air, 2, 6\r\n"));
-    tick();
-    EXPECT_THAT(flown(), ElementsAre(TAKE_CONTROL, HOLD_STILL, TAKE_CONTROL, HOLD_STILL));
-    is_in(17);
-    tick();
+    gives_control();
     EXPECT_EQ(ext(), 3);
+    EXPECT_THAT(flown(), ElementsAre(TAKE_CONTROL, HOLD_STILL, HOLD_STILL));
     EXPECT_THAT(printed(),
                 AllOf(HasSubstr("[1]req_api_mode    flight mode : 17, !!!!! \r\n"), HasSubstr(" sssss  \r")));
     tick(6);
-    EXPECT_THAT(flown(), AllOf(testing::SizeIs(7), Each(HOLD_STILL)));
     EXPECT_THAT(printed(), HasSubstr("[afqt]temp_ptr motion_id 2\n"));
     EXPECT_THAT(logged(), AllOf(Contains(EndsWith(": [afqt]Curr_motion_num 0\n")),
                                 Contains(EndsWith(": [afqt]temp_ptr motion_id 2\n"))));
-    tick(200);
-    EXPECT_EQ(flown(), stepped());
+}
+
+TEST_F(AfqtFlight, ComesHomeAndLands)
+{
+    flies(4);
+    flown();
     EXPECT_EQ(ext(), 3);
-    is_at(-3, 4);
     tick(100);
     EXPECT_EQ(ext(), 4);
     EXPECT_EQ(flown(), texts_t{SWEEP_STOP} + times(100, {HOLD_STILL}));
-    tick();
     is_at(-9, -12);
     tick();
-    EXPECT_THAT(flown(), ElementsAre("sticks 89 3 -4 0 0", "pro 89 02 00 | 0 0 0 0 | 4.8 6.4 | 0 0 | 0 0"));
-    is_at(0, 0);
-    tick(3);
-    EXPECT_EQ(ext(), 4) << "a distance of exactly 0 counts as none";
-    is_at(0.21, 0);
-    tick(2);
-    EXPECT_EQ(ext(), 4);
-    is_at(0.19, 0);
-    tick();
-    EXPECT_EQ(ext(), 4);
-    flown();
-    printed();
-    tick();
-    EXPECT_EQ(ext(), 6);
+    EXPECT_THAT(flown(), ElementsAre("pro 89 02 00 | 0 0 0 0 | 4.8 6.4 | 0 0 | 0 0"));
+    const struct {
+        double north;
+        uint8_t state;                               // on the next tick
+    } distances[] = {{0, 4}, {0.21, 4}, {0.19, 6}};  // exactly 0 counts as none
+    for (const auto& [north, state] : distances) {
+        is_at(north, 0);
+        tick();
+        EXPECT_EQ(ext(), 4);
+        flown();
+        printed();
+        tick();
+        EXPECT_EQ(ext(), state) << north;
+    }
     EXPECT_THAT(flown(), ElementsAre(HOLD_STILL, NOTICE));
     EXPECT_THAT(printed(), AllOf(HasSubstr("[afqt]WAITING_LANDING"), HasSubstr("[afqt]sen_msg success\r\n")));
     EXPECT_THAT(logged(), AllOf(Contains("run: [afqt]WAITING_LANDING"), Contains("run: [afqt]sen_msg success\r\n")));
@@ -92,15 +86,12 @@ TEST_F(AfqtFlight, GoesFromTheGroundBackToTheGround)
     db.drone_fsm = DRONE_MOTOR_OFF;
     tick();
     EXPECT_EQ(ext(), 9) << "done, for one tick";
-    EXPECT_EQ(printed(), "[new afqt]landing done \r\n[new afqt] Landing exit  \r\n[new afqt]run done \r\n");
-    tick();
+    tick(2);
     EXPECT_EQ(ext(), 0);
+    EXPECT_EQ(printed(),
+              "[new afqt]landing done \r\n[new afqt] Landing exit  \r\n[new afqt]run done \r\n"
+              "[new afqt] event_motion_done \r\n[new afqt] MainStaMotionRun exit  \r\n[new afqt] ext_event_reset \r\n");
     EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL));
-    EXPECT_EQ(printed(), "[new afqt] event_motion_done \r\n[new afqt] MainStaMotionRun exit  \r\n");
-    tick();
-    EXPECT_EQ(printed(), "[new afqt] ext_event_reset \r\n");
-    tick(100);
-    EXPECT_THAT(flown(), IsEmpty());
 }
 
 TEST_F(AfqtFlight, HeartbeatTellsTheMotion)
@@ -108,13 +99,11 @@ TEST_F(AfqtFlight, HeartbeatTellsTheMotion)
     const auto beat = [&] {  // of the next second
         told(true);
         tick(50);
-        const texts_t texts = told(true);
-        const auto is_beat = [](const std::string& text) { return text.starts_with("1103 22/49: 01"); };
-        EXPECT_EQ(std::count_if(texts.begin(), texts.end(), is_beat), 1);
-        const auto found = std::find_if(texts.begin(), texts.end(), is_beat);
-        if (found == texts.end() || found + 1 == texts.end()) return std::string("none");
-        EXPECT_EQ(*(found + 1), std::string(*found).replace(0, 4, "0306"));
-        return found->substr(15);
+        texts_t beats = told(true);
+        std::erase_if(beats, [](const std::string& text) { return !text.substr(4).starts_with(" 22/49: 01"); });
+        if (beats.size() != 2) return std::to_string(beats.size()) + " heartbeats";
+        EXPECT_EQ(beats[1], std::string(beats[0]).replace(0, 4, "0306"));
+        return beats[0].substr(15);
     };
     EXPECT_EQ(beat(), "00 00 00 00 00");
     has_list(list_of({hover(2.5), STEP}));
@@ -145,17 +134,14 @@ TEST_F(AfqtFlight, TimesOutAfterFiveHundredTicks)
     EXPECT_EQ(ext(), 9);
     switched(2);
     tick(2);
-    EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL));
 
     on();
     is_in(11);
-    tick(500);
-    EXPECT_EQ(ext(), 1);
-    tick();
+    tick(501);
     EXPECT_EQ(ext(), 1);
     tick();
     EXPECT_EQ(ext(), 9) << "never in the air";
-    EXPECT_EQ(count(flown(), TAKEOFF), 2u);
+    EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL, TAKEOFF, TAKEOFF));
     switched(2);
     tick(2);
 
@@ -172,49 +158,39 @@ TEST_F(AfqtFlight, TimesOutAfterFiveHundredTicks)
 // Lists that are refused: on the ground, or in the air once the first motion is flown.
 TEST_F(AfqtFlight, RefusedListsEndInTheErrorState)
 {
-    has_list(list_of({}), 1);
-    has_list(list_of({hover(0), hover(1)}), 2);
-    has_list(list_of({motion("kRepeat"), hover(1)}), 3);
-    has_list("{", 4);
-    has_list(list_of({motion("kLine")}), 5);
-    for (uint8_t index = 1; index <= 5; ++index) {
-        SCOPED_TRACE(int{index});
-        switched(1, index);
+    const std::string lists[] = {"{", list_of({}), list_of({hover(0), hover(1)}), list_of({motion("kLine")}),
+                                 list_of({motion("kRepeat"), hover(1)})};
+    for (const std::string& list : lists) {
+        SCOPED_TRACE(list);
+        has_list(list);
+        switched(1);
         printed();
         tick(2);
         EXPECT_EQ(ext(), 1);
-        EXPECT_EQ(count(printed(), "cur_motion_type is motion_repeat"), index == 3 ? 1u : 0u);
-        tick();
-        EXPECT_EQ(ext(), 9);
-        tick(10);
+        EXPECT_EQ(printed().find("cur_motion_type is motion_repeat") != std::string::npos, list == lists[4]);
+        tick(11);
         EXPECT_EQ(ext(), 9);
         EXPECT_THAT(flown(), IsEmpty());
         switched(2);
-        tick();
+        tick(2);
         EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL));
-        tick();
         EXPECT_EQ(ext(), 0);
     }
-    has_list(list_of({hover(0.05), hover(0)}), 6);
-    has_list(list_of({hover(0.05), motion("kRtl")}), 7);
-    for (uint8_t index = 6; index <= 7; ++index) {
-        SCOPED_TRACE(int{index});
-        db.gps_ctrl_level = 2;
-        on(index);
+    db.gps_ctrl_level = 2;
+    for (const std::string& second : {hover(0), motion("kRtl")}) {
+        SCOPED_TRACE(second);
+        has_list(list_of({hover(0.05), second}));
+        on();
         takes_off();
         flown();
         logged();
         gives_control();
         EXPECT_EQ(ext(), 3);
-        EXPECT_THAT(flown(), ElementsAre(HOLD_STILL)) << "timed since the list was checked: done";
         tick();
         EXPECT_EQ(ext(), 9);
-        EXPECT_THAT(flown(), ElementsAre(SWEEP_STOP));
-        const texts_t lines = logged();
-        EXPECT_EQ(
-            std::count_if(lines.begin(), lines.end(),
-                          [](const std::string& line) { return line.ends_with("[afqt]motion init fail: 1 \r\n"); }),
-            index == 7 ? 1 : 0);
+        EXPECT_THAT(flown(), ElementsAre(HOLD_STILL, SWEEP_STOP)) << "timed since the list was checked: done";
+        const auto failed = Contains(EndsWith("[afqt]motion init fail: 1 \r\n"));
+        EXPECT_THAT(logged(), failed.Times(second == motion("kRtl") ? 1 : 0));
         switched(2);
         tick(2);
     }

@@ -53,7 +53,6 @@ TEST_F(AfqtFlight, CommandsWaitForAStateThatTakesThem)
 {
     switched(2);
     tick(10);
-    EXPECT_EQ(ext(), 0);
     switched(1);
     tick();
     EXPECT_EQ(ext(), 7) << "the newer one";
@@ -62,9 +61,7 @@ TEST_F(AfqtFlight, CommandsWaitForAStateThatTakesThem)
     EXPECT_EQ(ext(), 1);
     tick();
     EXPECT_EQ(ext(), 0);
-    flown();
-    switched(1);
-    tick(3);
+    on();
     switched(1);  // during a run: it starts the next one
     tick(20);
     EXPECT_EQ(ext(), 1);
@@ -93,8 +90,7 @@ TEST_F(AfqtFlight, RepeatsKeepTheirOddSense)
     };
     const struct {
         const char* what;
-        texts_t list;
-        texts_t frames;
+        texts_t list, frames;
     } lists[] = {
         {"repetitions left: stepped over, and B with it", {a, repeat(1, 1, 2), b}, {A, A}},
         {"none left: consulted, B is next", {a, repeat(1, 1, 0), b}, {A, A, B}},
@@ -107,21 +103,18 @@ TEST_F(AfqtFlight, RepeatsKeepTheirOddSense)
         {"names entry -1", {a, repeat(0, 0, 0), b}, {A, A, B}},
         {"last: the list is over at once", {a, b, repeat(1, 2, 1)}, {A, B}},
     };
-    for (const auto& list : lists) {
-        SCOPED_TRACE(list.what);
-        has_list(list_of(list.list));
-        on();
-        takes_off();
+    for (const auto& [what, list, frames] : lists) {
+        SCOPED_TRACE(what);
+        has_list(list_of(list));
+        flies(2);
         flown();
         gives_control();
         tick(20);
-        const texts_t frames = flown();
+        const texts_t told = flown();
         EXPECT_EQ(ext(), 4);
-        const auto stop = std::find(frames.begin(), frames.end(), SWEEP_STOP);
-        EXPECT_EQ(texts_t(frames.begin(), stop), list.frames);
+        EXPECT_EQ(texts_t(told.begin(), std::find(told.begin(), told.end(), SWEEP_STOP)), frames);
         switched(2);
         tick(3);
-        flown();
     }
 }
 
@@ -129,16 +122,14 @@ TEST_F(AfqtFlight, StartHeightAndHeadingAreThoseAtTheTakeOverOfControl)
 {
     const std::string back = motion("kRtl", R"("pos_flag": false, "alt_flag": false, "yaw_flag": false)");
     has_list(list_of({hover(0.2), back}));
-    db.altitude = 7;
-    db.atti_gnd[2] = 7;
     bus.sync_reply = {41};
     bus.results.send_sync = 0;
+    db.altitude = 7;
     on();
     EXPECT_THAT(told(), testing::Contains("0306 03/fd: ")) << "the craft table";
     takes_off();
     db.altitude = 10;
     db.atti_gnd[2] = 20;
-    told();
     gives_control();
     db.altitude = 0;
     db.atti_gnd[2] = 0;
@@ -175,8 +166,7 @@ TEST_F(AfqtFlight, OrdinaryTicksUseNoHeap)
     if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
     has_list(list_of({hover(1), STEP, motion("kSweepChirpZ", R"("duration": 0.1)"), motion("kRepeat"), hover(0.2),
                       motion("kRtl", R"("pos_flag": false, "alt_flag": false, "yaw_flag": false)"), hover(1)}));
-    const auto heap_calls_of = [&](int ticks) {
-        uint64_t calls = 0;
+    const auto expect_no_heap = [&](int ticks, const char* what) {
         during([&] {
             std::printf("the buffer is there");
             bus.remembers = false;
@@ -185,23 +175,22 @@ TEST_F(AfqtFlight, OrdinaryTicksUseNoHeap)
                 clock.jumps(20ms);
                 clock.ticks("AFQT_TIMER");
             }
-            calls = heap_calls() - before;
+            EXPECT_EQ(heap_calls(), before) << what;
             bus.remembers = true;
         });
-        return calls;
     };
-    EXPECT_EQ(heap_calls_of(120), 0u) << "idle";
+    expect_no_heap(120, "idle");
     on();
-    EXPECT_EQ(heap_calls_of(120), 0u) << "take-off";
+    expect_no_heap(120, "take-off");
     takes_off();
-    EXPECT_EQ(heap_calls_of(120), 0u) << "control";
+    expect_no_heap(120, "control");
     gives_control();
-    EXPECT_EQ(heap_calls_of(600), 0u) << "list, way home";
+    expect_no_heap(600, "list, way home");
     is_at(0.1, 0);
-    EXPECT_EQ(heap_calls_of(1000), 0u) << "landing";
+    expect_no_heap(1000, "landing");
     EXPECT_EQ(ext(), 6);
     is_in(12);
     db.drone_fsm = DRONE_MOTOR_OFF;
-    EXPECT_EQ(heap_calls_of(10), 0u) << "done";
+    expect_no_heap(10, "done");
     EXPECT_EQ(ext(), 0);
 }

@@ -79,14 +79,6 @@ size_t count(const texts_t& texts, const std::string& text)
     return static_cast<size_t>(std::count(texts.begin(), texts.end(), text));
 }
 
-size_t count(const std::string& texts, const std::string& text)
-{
-    size_t found = 0;
-    for (size_t at = texts.find(text); at != std::string::npos; at = texts.find(text, at + text.size()))
-        ++found;
-    return found;
-}
-
 AfqtStand::AfqtStand()
 {
     service_starts();

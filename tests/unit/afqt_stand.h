@@ -23,7 +23,6 @@ std::string hover(double seconds);
 std::string list_of(const texts_t& motions);  // attributes with their number, motion0, motion1, ...
 
 size_t count(const texts_t& texts, const std::string& text);
-size_t count(const std::string& texts, const std::string& text);
 
 class AfqtStand : public Aircraft {
 protected:

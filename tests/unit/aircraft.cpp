@@ -1,7 +1,9 @@
 #include "aircraft.h"
 
 #include <md5.h>
+#include <sys/socket.h>
 #include <sys/statvfs.h>
+#include <sys/un.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -90,6 +92,13 @@ void write_file(const std::string& path, const bytes_t& content)
     file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
     file.close();
     ASSERT_TRUE(file) << path;
+}
+
+void make_unopenable(const std::string& path)
+{
+    sockaddr_un address = {AF_UNIX, {}};
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(socket(AF_UNIX, SOCK_STREAM, 0), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
 }
 
 void shell(const std::string& command)

@@ -43,6 +43,7 @@ bytes_t with_digest(const bytes_t& file);                                // last
 bytes_t file_bytes(const std::string& path);
 bool exists(const std::string& path);
 void write_file(const std::string& path, const bytes_t& content);
+void make_unopenable(const std::string& path);   // a socket: there, but open refuses it
 void shell(const std::string& command);          // fails the test when the command fails
 bool nfz_is_writable();                          // how /tmp/NFZ is mounted now
 void stand_in_mount(const std::string& script);  // what the command `mount` does from now on

@@ -62,9 +62,9 @@ TEST_F(Motor, HeldWhileAnAppUpgradesAndReleasedForEverAfterSuccess)
 // The last entry's sender decides, even when his entry is refused.
 TEST_F(Motor, OnlyTheAppsUpgradeHoldsThem)
 {
-    for (const uint16_t host : {uint16_t{0x1103}, uint16_t{0x0302}, uint16_t{0x0002}}) {
+    for (const int host : {0x1103, 0x0302, 0x0002}) {
         log.texts();
-        EXPECT_EQ(App(bus, host).sends_entry(), 0);
+        EXPECT_EQ(App(bus, static_cast<uint16_t>(host)).sends_entry(), 0);
         EXPECT_EQ(log.texts().at(0), "is_app_req_upgrade:0");
         EXPECT_THAT(tick(), IsEmpty()) << host;
     }

@@ -36,12 +36,6 @@ TEST_F(Version, TellsServiceAndDatabase)
     }
     shell("rm " + std::string(DATABASE));
     EXPECT_EQ(app.asks(FLIGHT, 0x00, 0x01, {}), service + zeros(30));
-
-    const version_t own = get_flight_version_in();
-    EXPECT_EQ((bytes_t{own.a, own.b, own.c, own.d}), (bytes_t{0, 0, 0, 15}));
     flight_v1_pack_t pack = {};
-    testing::internal::CaptureStdout();
-    const size_t length = get_flight_version(&pack, nullptr, 1024);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(get_flight_version(&pack, nullptr, 1024), 0u);
 }
