@@ -15,7 +15,7 @@ json steps_json(const sim::flight_figures_t& figures)
     for (const auto& [loop, step] : figures.steps)
         steps.push_back({{"loop", peers::control_loop_text(loop)},
                          {"steps", step.steps},
-                         {"rise_s", step.rise_s},
+                         {"rise_s", step.rise_s ? json(*step.rise_s) : json()},
                          {"overshoot", step.overshoot},
                          {"settled_part", step.settled_part}});
     return steps;

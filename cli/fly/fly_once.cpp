@@ -19,9 +19,12 @@ void print_figures(const json& flight, double wall_seconds)
         "  %.1f m flown, up to %.1f m high and %.1f m away, tilted %.0f° at most; landed %.2f m from its start\n",
         flight["path_m"].get<double>(), flight["highest_m"].get<double>(), flight["farthest_m"].get<double>(),
         flight["worst_tilt_deg"].get<double>(), flight["landed_m"].get<double>());
-    for (const json& step : flight["steps"])
-        std::printf("  %-22s %2d steps, rise %.2f s, overshoot %.1f %%\n", step["loop"].get<std::string>().c_str(),
-                    step["steps"].get<int>(), step["rise_s"].get<double>(), step["overshoot"].get<double>() * 100);
+    for (const json& step : flight["steps"]) {
+        std::string rise = "did not get there";
+        if (!step["rise_s"].is_null()) rise = "rise " + duration_text(step["rise_s"]);
+        std::printf("  %-14s %2d steps, %s, overshoot %.1f %%\n", step["loop"].get<std::string>().c_str(),
+                    step["steps"].get<int>(), rise.c_str(), step["overshoot"].get<double>() * 100);
+    }
     std::printf("  simulated in %s, %.0f times faster than real time\n", duration_text(wall_seconds).c_str(),
                 flight["seconds"].get<double>() / wall_seconds);
 }

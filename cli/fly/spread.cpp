@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <set>
 
 namespace cli {
 namespace {
@@ -43,9 +44,33 @@ void add_steps(std::vector<spread_t>& spreads, const json& steps)
 {
     for (const json& step : steps) {
         const std::string loop = step["loop"];
-        add(spreads, {"rise_s " + loop, "rise of " + loop + ", s", 1, 3, {}}, step["rise_s"]);
+        if (!step["rise_s"].is_null())
+            add(spreads, {"rise_s " + loop, "rise of " + loop + ", s", 1, 3, {}}, step["rise_s"]);
         add(spreads, {"overshoot " + loop, "overshoot of " + loop + ", %", 100, 1, {}}, step["overshoot"]);
     }
+}
+
+std::set<std::string> loops_of(const std::vector<json>& flights)
+{
+    std::set<std::string> loops;
+    for (const json& flight : flights)
+        for (const json& step : flight["steps"])
+            loops.insert(step["loop"].get<std::string>());
+    return loops;
+}
+
+std::string cell_of(const json& value)
+{
+    if (value.is_null()) return "";
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// Two cells; empty where the flight did not step the loop.
+std::string step_cells(const json& steps, const std::string& loop)
+{
+    for (const json& step : steps)
+        if (step["loop"] == loop) return "," + cell_of(step["rise_s"]) + "," + cell_of(step["overshoot"]);
+    return ",,";
 }
 
 }  // namespace
@@ -122,20 +147,25 @@ std::string flights_csv(const std::vector<json>& flights)
     std::string csv;
     for (const char* column : COLUMNS)
         csv += std::string(csv.empty() ? "" : ",") + column;
-    for (const json& step : flights.empty() ? json::array() : flights[0]["steps"])
-        csv += ",rise_s " + step["loop"].get<std::string>() + ",overshoot " + step["loop"].get<std::string>();
-    csv += '\n';
+    const std::set<std::string> loops = loops_of(flights);
+    for (const std::string& loop : loops)
+        csv += ",rise_s " + loop + ",overshoot " + loop;
     for (const json& flight : flights) {
         std::string row;
-        for (const char* column : COLUMNS) {
-            const json& value = flight[column];
-            row += (row.empty() ? "" : ",") + (value.is_string() ? value.get<std::string>() : value.dump());
-        }
-        for (const json& step : flight["steps"])
-            row += "," + step["rise_s"].dump() + "," + step["overshoot"].dump();
-        csv += row + '\n';
+        for (const char* column : COLUMNS)
+            row += (row.empty() ? "\n" : ",") + cell_of(flight[column]);
+        for (const std::string& loop : loops)
+            row += step_cells(flight["steps"], loop);
+        csv += row;
     }
-    return csv;
+    return csv + '\n';
+}
+
+// A figure that is the same in all flights has no range of its own.
+static std::string x_range(const spread_t& spread)
+{
+    if (spread.at(1) > spread.at(0)) return "set xrange [*:*]\n";
+    return "set xrange [" + number_text(spread.at(0) - 1, 3) + ":" + number_text(spread.at(0) + 1, 3) + "]\n";
 }
 
 // Each figure as the part of the flights that stay below a value.
@@ -157,7 +187,7 @@ std::string spread_picture(const std::vector<spread_t>& spreads, const std::stri
                 std::to_string(rows) + ", " + std::to_string(columns) + " title '" + title +
                 "'\nset grid\nset yrange [0:100]\nset ylabel '% of flights below'\n";
     for (size_t i = 0; i < spreads.size(); i++)
-        commands += "set xlabel '" + spreads[i].text + "'\nplot $figure" + std::to_string(i) +
+        commands += x_range(spreads[i]) + "set xlabel '" + spreads[i].text + "'\nplot $figure" + std::to_string(i) +
                     " using 1:2 with steps linewidth 2 notitle\n";
     return commands + "unset multiplot\n";
 }

@@ -76,6 +76,7 @@ std::optional<step_figures_t> measure_steps(const response_record_t& record)
     step_figures_t figures;
     unsigned risen = 0;
     unsigned settled = 0;
+    double rise_s = 0;
     for (const step_t& step : steps) {
         figures.steps++;
         figures.overshoot = std::max(figures.overshoot, overshoot(record, step));
@@ -83,9 +84,9 @@ std::optional<step_figures_t> measure_steps(const response_record_t& record)
         const std::optional<double> rise = rise_time(record, step);
         if (!rise) continue;
         risen++;
-        figures.rise_s += *rise;
+        rise_s += *rise;
     }
-    if (risen > 0) figures.rise_s /= risen;
+    if (risen > 0) figures.rise_s = rise_s / risen;
     figures.settled_part = static_cast<double>(settled) / figures.steps;
     return figures;
 }

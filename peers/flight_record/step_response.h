@@ -15,9 +15,9 @@ struct response_record_t {
 
 struct step_figures_t {
     unsigned steps = 0;
-    double rise_s = 0;        // from 10 to 90 % of the step, mean over the steps that got there
-    double overshoot = 0;     // of the step's size, the largest; 0 when the value stayed below
-    double settled_part = 0;  // of the steps: ended within 5 % of their size
+    std::optional<double> rise_s;  // from 10 to 90 % of the step, mean over the steps that got there
+    double overshoot = 0;          // of the step's size, the largest; 0 when the value stayed below
+    double settled_part = 0;       // of the steps: ended within 5 % of their size
 };
 
 // Takes every jump of the command of at least half the largest for a step, and judges the value until the next one.

@@ -15,29 +15,40 @@ double degrees(double radians)
     return radians / peers::RADIANS_PER_DEGREE;
 }
 
+// A loop that does not run has no number for a command.
+bool runs(double command)
+{
+    return std::isfinite(command);
+}
+
 struct quantity_t {
     double command;
     double value;
 };
 
-// What a step on this loop changes, and what should follow it; angles in degrees.
+// What a step on this loop changes, and what should follow it; angles in degrees. None while a loop around it runs:
+// then the command is that loop's, no step. Stabilised loops are not among them: there a step is a push to hold
+// against.
 std::optional<quantity_t> quantity_of(uint8_t loop, const peers::flight_row_t& row)
 {
     const peers::loop_commands_t& commands = row.commands;
     switch (loop) {
         case kAttiX:
-        case kAttiStbX:
+            if (runs(commands.velocity.x)) return std::nullopt;
             return quantity_t{degrees(commands.angles.x), degrees(row.angles.x)};
         case kAttiY:
-        case kAttiStbY:
+            if (runs(commands.velocity.x)) return std::nullopt;
             return quantity_t{degrees(commands.angles.y), degrees(row.angles.y)};
         case kAttiZ:
             return quantity_t{degrees(commands.angles.z), degrees(row.angles.z)};
         case kVelX:
+            if (runs(commands.position.x)) return std::nullopt;
             return quantity_t{commands.velocity.x, row.velocity.x};
         case kVelY:
+            if (runs(commands.position.x)) return std::nullopt;
             return quantity_t{commands.velocity.y, row.velocity.y};
         case kVertVel:
+            if (runs(commands.height)) return std::nullopt;
             return quantity_t{commands.climb, row.velocity.z};
         case kVertPos:
             return quantity_t{commands.height, row.position.z};

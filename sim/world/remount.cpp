@@ -1,5 +1,5 @@
-// What the service has a shell do, done at once: starting a shell and the mount program for each remount would take most
-// of a run's time. The effect on the file system is the kernel's own.
+// What the service has a shell do, done at once: starting a shell and the mount program for each remount would take
+// most of a run's time. The effect on the file system is the kernel's own.
 #include <sys/mount.h>
 
 #include <cstdlib>

@@ -159,14 +159,14 @@ TEST_F(Sky, TwoListsInARowKeepTheAttributes)
 {
     aircraft_stands_ready();
     service_starts();
-    list(0, list_of({hover(1)}, R"("department": "line 4", "owner": "first", )"));
-    list(1, list_of({hover(1)}, R"("owner": "second", )"));
+    list(0, list_of({hover(1)}, R"("department": "line 4", "archive_id": "first", )"));
+    list(1, list_of({hover(1)}, R"("archive_id": "second", )"));
     EXPECT_EQ(flies(0).outcome, test_outcome::finished);
     passes(3);
     EXPECT_EQ(flies(1).outcome, test_outcome::finished);
     const std::string tag = text_of(std::string(LOGS) + "/afqttag_007.json");
     EXPECT_THAT(tag, HasSubstr("\"department\":\t\"line 4\""));
-    EXPECT_THAT(tag, HasSubstr("second"));
+    EXPECT_THAT(tag, HasSubstr("\"archive_id\":\t\"second\""));
 }
 
 TEST_F(Sky, FixLostOnTheWayAndTheAircraftLandsByItself)
