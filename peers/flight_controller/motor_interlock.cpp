@@ -9,6 +9,7 @@
 namespace peers {
 namespace {
 
+constexpr uint64_t LINK_LOOK_US = 500'000;
 constexpr uint8_t ACCEPTED = 0;
 constexpr uint8_t REFUSED = 1;
 constexpr uint32_t FIRST_REQUESTER_ID = 0x1001;
@@ -139,7 +140,7 @@ void MotorInterlock::obey(const vela_fc_set_set_motor_ext_err_req& request, fc_e
             if (status.motor_ext_err_code != requester.code) continue;
             requester.set = status.status_to_set != MOTOR_ENABLE;
             requester.heard_us = what.time_us;
-            if (requester.set && requester.timeout_us != 0) watch_links(requester.timeout_us);
+            if (requester.set) watch_links();
             obeyed = true;
             what.requester = requester.name;
             what.requester_id = requester.id;
@@ -154,11 +155,11 @@ void MotorInterlock::obey(const vela_fc_set_set_motor_ext_err_req& request, fc_e
     note_change(before, what);
 }
 
-// With the mutex held.
-void MotorInterlock::watch_links(uint64_t delay_us)
+// With the mutex held. Looks again until no error is set.
+void MotorInterlock::watch_links()
 {
     if (watching_) return;
-    watching_ = endpoint_.call_later(delay_us, [this] { drop_the_silent(); }) == 0;
+    watching_ = endpoint_.call_later(LINK_LOOK_US, [this] { drop_the_silent(); }) == 0;
 }
 
 void MotorInterlock::drop_the_silent()
@@ -169,25 +170,24 @@ void MotorInterlock::drop_the_silent()
         const std::lock_guard lock(mutex_);
         watching_ = false;
         const bool before = held_now();
-        uint64_t next_us = 0;
         for (requester_t& requester : requesters_) {
-            if (!requester.set || requester.timeout_us == 0) continue;
-            const uint64_t due_us = requester.heard_us + requester.timeout_us;
-            if (due_us > what.time_us) {
-                next_us = next_us == 0 ? due_us : std::min(next_us, due_us);
-                continue;
-            }
-            requester.set = false;
-            what.peer = requester.host;
-            what.requester = requester.name;
-            what.requester_id = requester.id;
-            what.error_code = requester.code;
+            const bool silent = what.time_us - requester.heard_us > requester.timeout_us;
+            if (requester.set && requester.timeout_us != 0 && silent) drop(requester, what);
         }
-        if (next_us != 0) watch_links(next_us - what.time_us);
         changed = before && !held_now();
         if (changed) note_change(before, what);
+        if (held_now()) watch_links();
     }
     if (happened_ && changed) happened_(what);
+}
+
+void MotorInterlock::drop(requester_t& requester, fc_event_t& what)
+{
+    requester.set = false;
+    what.peer = requester.host;
+    what.requester = requester.name;
+    what.requester_id = requester.id;
+    what.error_code = requester.code;
 }
 
 void MotorInterlock::note_change(bool before, fc_event_t& what)

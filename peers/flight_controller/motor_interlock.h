@@ -64,8 +64,9 @@ private:
     void obey(const vela_fc_set_set_motor_ext_err_req& request, fc_event_t& what);
     void note_change(bool before, fc_event_t& what);
     bool held_now() const;
-    void watch_links(uint64_t delay_us);
+    void watch_links();
     void drop_the_silent();
+    static void drop(requester_t& requester, fc_event_t& what);
 
     BusEndpoint& endpoint_;
     const fc_event_fn happened_;

@@ -396,6 +396,7 @@ private:
         beat_.reset();
         const auto idle = [this] { return beat_ && beat_->afqt_state == kStaMotionIdel; };
         if (!until(idle, PATIENCE_US)) breaks("I5: the test does not come back to idle");
+        if (watch_.external_control()) breaks("the test is idle and external control is not given back");
     }
 
     soak_end_t end()

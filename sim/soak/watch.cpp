@@ -112,7 +112,8 @@ void Watch::on_reply(const handed_over_t& reply)
     if (request.msg_id == READ) on_read_reply(payload);
 }
 
-// Motors are held from an accepted entry of an app until a success, or until a first block is refused.
+// Motors are held from an accepted entry of an app until a success, or until a first block is refused. A refused end
+// leaves nothing on the disk.
 void Watch::on_upgrade_reply(uint32_t msg_id, uint8_t code)
 {
     if (msg_id == ENTRY && code == 0) {
@@ -121,7 +122,11 @@ void Watch::on_upgrade_reply(uint32_t msg_id, uint8_t code)
         hold_expected_ = app;
     }
     if (msg_id == DATA && (code == UPGRADE_RET_FIRST_SHORT || code == UPGRADE_RET_NOT_NEWER)) hold_expected_ = false;
-    if (msg_id == END && code == 0) hold_expected_ = false;
+    if (msg_id != END) return;
+    if (code == UPGRADE_RET_OK) hold_expected_ = false;
+    struct stat info = {};
+    const bool emptied = stat(DATABASE, &info) != 0 || info.st_size == 0;
+    check(code == UPGRADE_RET_OK || emptied, "a refused end leaves " + std::to_string(info.st_size) + " bytes");
 }
 
 void Watch::on_read_reply(bytes_view payload)

@@ -29,6 +29,9 @@ public:
     void on_service_launched(uint64_t now_us);
     void on_service_killed();
 
+    // The service has asked for it and not given it back.
+    bool external_control() const { return external_control_; }
+
     // The first thing that did not hold; empty: everything did.
     const std::string& broken() const { return broken_; }
 
