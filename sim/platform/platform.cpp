@@ -36,11 +36,18 @@ bool Platform::step(uint64_t until_us)
             bus_.arrive(event.subject);
             break;
         case event_kind::call:
-            free_calls_.push_back(event.subject);
-            std::exchange(calls_[event.subject], nullptr)();
+            call(event.subject);
             break;
     }
     return true;
+}
+
+// Whoever may be waiting just now.
+void Platform::call(uint32_t slot)
+{
+    const Parties::Turn turn(parties_, OUTSIDE);
+    free_calls_.push_back(slot);
+    std::exchange(calls_[slot], nullptr)();
 }
 
 void Platform::run_until(uint64_t until_us)

@@ -65,6 +65,8 @@ public:
     int32_t route_targets = 5;  // of every route table
 
 private:
+    void call(uint32_t slot);
+
     Schedule schedule_;
     Parties parties_;
     Timers timers_;

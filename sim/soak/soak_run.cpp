@@ -1,9 +1,6 @@
 #include "soak/soak_run.h"
 
-#include <dirent.h>
-
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,10 +10,9 @@
 #include "factory/test_station.h"
 #include "flight_controller/flight_controller.h"
 #include "flight_v1_wire.h"
-#include "nfz_file/nfz_file.h"
 #include "platform/platform.h"
+#include "soak/soak_files.h"
 #include "soak/watch.h"
-#include "tfr_file/tfr_file.h"
 
 namespace sim {
 namespace {
@@ -27,48 +23,7 @@ constexpr uint64_t LOOK_US = 100'000;
 constexpr uint64_t SETTLING_US = 30 * SECOND_US;  // longer than the upgrade's silence
 constexpr uint64_t PATIENCE_US = 60 * SECOND_US;
 constexpr uint64_t DESCRIPTORS_OF_A_SERVICE = 4;
-constexpr const char* LIST = R"({"attribute": {"motion_num": 3},
-    "motion0": {"motion_id": "kHover", "para_cfg": {"duration": 2}},
-    "motion1": {"motion_id": "kStep", "para_cfg": {"loop_id": 4, "amp": 5, "intervals": 1, "repeat_times": 1}},
-    "motion2": {"motion_id": "kHover", "para_cfg": {"duration": 1}}})";
-
-void write_text(const char* path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-uint64_t descriptors()
-{
-    DIR* directory = opendir("/proc/self/fd");
-    uint64_t count = 0;
-    while (directory != nullptr && readdir(directory) != nullptr)
-        count++;
-    if (directory != nullptr) closedir(directory);
-    return count;
-}
-
-std::vector<uint8_t> database_of(uint32_t version, uint64_t detail)
-{
-    peers::nfz_recipe_t recipe = {};
-    recipe.version = {1, 0, 0, version};
-    recipe.content = peers::generate_nfz_content(recipe.version, 64 + detail % 12'000);
-    return peers::build_nfz_file(recipe);
-}
-
-std::vector<uint8_t> areas_of(uint64_t count)
-{
-    peers::tfr_recipe_t recipe;
-    for (uint32_t number = 1; number <= count; number++) {
-        vela_tfr_item_t area = {};
-        area.area_id = number;
-        area.center = {11'500'000, 48'100'000 + static_cast<int32_t>(number) * 45'000};
-        area.radius = 400;
-        recipe.areas.push_back(area);
-    }
-    return peers::build_tfr_file(recipe);
-}
-
-// FNV-1a, 64 bits.
+// FNV-1a, 64 bits, of everything that passed.
 class Trace {
 public:
     void add(const void* data, size_t size)
@@ -85,7 +40,7 @@ private:
 class SoakRun {
 public:
     SoakRun(uint64_t seed, ServiceModule& service)
-        : platform_(rules_of(seed)), faults_(seed ^ 0xfa017), service_(service), base_descriptors_(descriptors())
+        : platform_(rules_of(seed)), faults_(seed ^ 0xfa017), service_(service), base_descriptors_(open_descriptors())
     {
         platform_.bus().hooks.on_send = [this](const handed_over_t& record) { return decide(record); };
         platform_.bus().hooks.on_tap = [this](const tarn_tap_head_t& head, const kest_event_t& event) {
@@ -97,9 +52,7 @@ public:
 
     soak_end_t run(const std::vector<action_t>& actions)
     {
-        write_text("/tmp/SD0/factory_test/afqt_motion_cfg_0.json", LIST);
-        write_text("/tmp/SD0/factory_test/afqt/latest", "1");
-        write_text("/tmp/EMMC/AFQT_ENABLE.txt", "");
+        write_aircraft_files();
         open_controller();
         open_app();
         open_station();
@@ -358,8 +311,8 @@ private:
         sees_an_upgrade();
         sees_a_delivery();
         sees_the_test_idle();
-        if (descriptors() > base_descriptors_ + DESCRIPTORS_OF_A_SERVICE)
-            breaks("I8: " + std::to_string(descriptors() - base_descriptors_) + " descriptors are left open");
+        if (open_descriptors() > base_descriptors_ + DESCRIPTORS_OF_A_SERVICE)
+            breaks("I8: " + std::to_string(open_descriptors() - base_descriptors_) + " descriptors are left open");
     }
 
     void sees_an_upgrade()
