@@ -2,7 +2,10 @@
 #include "flight_controller/flight_controller.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cmath>
+#include <cstring>
 #include <thread>
 
 #include "flight_controller/flight_log.h"
@@ -164,7 +167,8 @@ TEST_F(Controller, PushesTheBagItsSubscriberAskedFor)
         EXPECT_TRUE(peers::read_record(push, bag, 1));
         EXPECT_EQ(push[0], 0);
         const double latitude = bag.db_sys_navi_data.horiz_abs_pos[0];
-        const std::vector<float> attitude(std::begin(bag.atti_data.q), std::end(bag.atti_data.q));
+        std::array<float, 4> attitude;  // a copy: nothing may refer into a packed record
+        std::memcpy(attitude.data(), bag.atti_data.q, sizeof attitude);
         EXPECT_EQ(latitude, 0.84);
         EXPECT_EQ(bag.db_gps_ctrl_level.ctrl_level, 4);
         EXPECT_EQ(bag.fc_fsm.fsm, 1);

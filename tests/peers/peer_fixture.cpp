@@ -162,7 +162,7 @@ void ScriptedService::read(const kest_event_t& event)
     upgrade_profile_read_file_req_t request = {};
     upgrade_profile_read_file_ack_t ack = {};
     peers::read_record(peers::payload_of(event), request);
-    EXPECT_LE(request.read_len, PROFILE_MAX_READ);
+    EXPECT_LE(uint32_t{request.read_len}, PROFILE_MAX_READ);
     const bool inside = request.read_addr + uint64_t{request.read_len} <= script_.file.size();
     if (inside) std::copy_n(script_.file.begin() + request.read_addr, request.read_len, ack.read_data);
     ack.ret_code = inside ? PROFILE_RET_OK : PROFILE_RET_SHORT;
