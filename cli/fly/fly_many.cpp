@@ -150,7 +150,7 @@ void print_summary(const fly_options_t& options, const std::vector<json>& flight
     std::printf("\n");
     print_table(spread_table(spreads));
     const json& worst = worst_of(flights);
-    std::printf("\n%s of flight in %s: %.0f times faster than real time.\n", duration_text(flown_seconds).c_str(),
+    std::printf("\n%.1f hours of flight in %s: %.0f times faster than real time.\n", flown_seconds / 3600,
                 duration_text(wall_seconds).c_str(), flown_seconds / wall_seconds);
     std::printf("Worst: seed %s, %s, landed %.2f m from its start. See it:\n  %s\n", worst["seed"].dump().c_str(),
                 worst["outcome"].get<std::string>().c_str(), worst["landed_m"].get<double>(),

@@ -8,6 +8,8 @@
 namespace cli {
 namespace {
 
+constexpr int POINTS = 100;  // of each curve of the picture
+
 struct figure_t {
     const char* name;
     const char* text;
@@ -176,16 +178,16 @@ std::string spread_picture(const std::vector<spread_t>& spreads, const std::stri
     std::string commands;
     for (size_t i = 0; i < spreads.size(); i++) {
         commands += "$figure" + std::to_string(i) + " << EOD\n";
-        const double count = static_cast<double>(spreads[i].values.size());
-        for (size_t k = 0; k < spreads[i].values.size(); k++)
-            commands += number_text(spreads[i].factor * spreads[i].values[k], 6) + " " +
-                        number_text(100 * (static_cast<double>(k) + 1) / count, 3) + "\n";
+        for (int k = 0; k <= POINTS; k++) {
+            const double part = static_cast<double>(k) / POINTS;
+            commands += number_text(spreads[i].at(part), 6) + " " + number_text(100 * part, 1) + "\n";
+        }
         commands += "EOD\n";
     }
-    commands += "set terminal svg size 1000, " + std::to_string(220 * rows + 40) +
+    commands += "set terminal svg size 1200, " + std::to_string(220 * rows + 40) +
                 " font 'sans-serif,12' background 'white'\nset output '" + file + "'\nset multiplot layout " +
                 std::to_string(rows) + ", " + std::to_string(columns) + " title '" + title +
-                "'\nset grid\nset yrange [0:100]\nset ylabel '% of flights below'\n";
+                "'\nset xtics font ',9'\nset ytics 50\nset yrange [0:100]\nset ylabel '% of flights below'\n";
     for (size_t i = 0; i < spreads.size(); i++)
         commands += x_range(spreads[i]) + "set xlabel '" + spreads[i].text + "'\nplot $figure" + std::to_string(i) +
                     " using 1:2 with steps linewidth 2 notitle\n";
