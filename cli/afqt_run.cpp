@@ -59,7 +59,7 @@ peers::test_report_t follow_test(TestInbox& inbox, Waiter& waiter,
     for (;;) {
         for (const TestInbox::news_t& news : inbox.take_news())
             told(news);
-        const peers::test_report_t report = inbox.report();
+        peers::test_report_t report = inbox.report();
         if (report.outcome != peers::test_outcome::running) return report;
         if (waiter.wait(LOOK) != wake::interrupted) continue;
         interrupted = true;
@@ -134,7 +134,7 @@ void print_line(const context_t& context, double seconds, const std::string& tex
 exit_code print_end(const context_t& context, const peers::test_report_t& report, double seconds, json more)
 {
     more.update({{"outcome", peers::outcome_name(report.outcome)}, {"seconds", seconds}, {"beats", report.beats}});
-    if (report.outcome != peers::test_outcome::finished)
+    if (report.outcome != peers::test_outcome::finished) {
         return cli::report(
             context,
             {exit_code_of(report.outcome),
@@ -143,6 +143,7 @@ exit_code print_end(const context_t& context, const peers::test_report_t& report
                  report.what,
              report.next},
             more);
+    }
     if (context.as_json)
         print_result(more);
     else

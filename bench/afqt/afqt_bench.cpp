@@ -2,6 +2,7 @@
 // tick comes when time runs many times faster.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -49,8 +50,7 @@ static std::vector<double> lateness_us(const TickTrack& track)
     std::vector<double> late;
     for (size_t i = 0; i < track.size(); ++i) {
         const auto since_first = static_cast<double>(track[i].begin_ns - track[0].begin_ns);
-        late.push_back(since_first -
-                       PERIOD_NS * static_cast<double>(static_cast<int64_t>(since_first / PERIOD_NS + 0.5)));
+        late.push_back(since_first - PERIOD_NS * std::round(since_first / PERIOD_NS));
     }
     const double earliest = *std::min_element(late.begin(), late.end());
     for (double& one : late)
@@ -66,7 +66,7 @@ static double p999(std::vector<double> values)
 
 static flight_figures_t fly_well(double scale, tick_probe_t* probe)
 {
-    const flight_figures_t figures = fly(whole_flight(), scale, probe);
+    flight_figures_t figures = fly(whole_flight(), scale, probe);
     if (figures.outcome == "finished") return figures;
     std::fprintf(stderr, "afqt_bench: the flight ended as %s\n", figures.outcome.c_str());
     std::exit(EXIT_FAILURE);
@@ -96,7 +96,7 @@ static void measure_fast_flight(bench::report& report)
     const flight_figures_t flight = fly_well(FAST, probe);
     const TickTrack& ticks = probe->service;
     const auto span = static_cast<double>(ticks[ticks.size() - 1].begin_ns - ticks[0].begin_ns);
-    const auto due = static_cast<size_t>(span * FAST / PERIOD_NS + 0.5) + 1;
+    const auto due = static_cast<size_t>(std::lround(span * FAST / PERIOD_NS)) + 1;
     report.add({"afqt_fast_flight_wall_time", 100 * flight.wall_seconds / flight.seconds, "%", {}, 5.0});
     report.add({"afqt_fast_flight_ticks", static_cast<double>(ticks.size()), "ticks", {}, {}});
     const auto dropped = static_cast<double>(due - std::min(due, ticks.size()));  // an early last one is none too many

@@ -88,10 +88,11 @@ static cli::json fly_one(const cli::flying_t& flying, uint64_t seed, sim::Servic
     cli::json flight;
     sim::Children children;
     children.start(0, [&](const sim::Report& report) { return cli::fly_in_child(flying, seed, service, report); });
-    while (children.running() > 0)
+    while (children.running() > 0) {
         children.wait(
             -1, [&flight](size_t, const std::string& line) { flight = cli::json::parse(line, nullptr, false); },
             [](const sim::child_end_t&) {});
+    }
     if (!flight.contains("outcome") || flight["outcome"] != "finished") give_up("a flight did not finish");
     return flight;
 }

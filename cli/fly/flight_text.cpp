@@ -12,12 +12,13 @@ constexpr const char* NEWS = "beat";
 json steps_json(const sim::flight_figures_t& figures)
 {
     json steps = json::array();
-    for (const auto& [loop, step] : figures.steps)
+    for (const auto& [loop, step] : figures.steps) {
         steps.push_back({{"loop", peers::control_loop_text(loop)},
                          {"steps", step.steps},
                          {"rise_s", step.rise_s ? json(*step.rise_s) : json()},
                          {"overshoot", step.overshoot},
                          {"settled_part", step.settled_part}});
+    }
     return steps;
 }
 

@@ -172,15 +172,16 @@ exit_code fly_many(const context_t& context, const fly_options_t& options, sim::
     const std::vector<spread_t> spreads = spreads_of(flights);
     if (!write_files(options, flights, spreads, failure)) return report(context, failure);
     const auto outcomes = outcomes_of(flights);
-    if (context.as_json)
+    if (context.as_json) {
         print_result(
             {{"flights", flights},
              {"outcomes", outcomes},
              {"spread", spread_json(spreads)},
              {"worst", {{"seed", worst_of(flights)["seed"]}, {"replay", replay_of(options, worst_of(flights))}}},
              {"wall_seconds", wall_seconds}});
-    else
+    } else {
         print_summary(options, flights, spreads, wall_seconds);
+    }
     return outcomes.size() == 1 && outcomes.contains("finished") ? exit_code::ok : exit_code::test_failed;
 }
 

@@ -123,13 +123,14 @@ table_t spread_table(const std::vector<spread_t>& spreads)
 json spread_json(const std::vector<spread_t>& spreads)
 {
     json rows = json::array();
-    for (const spread_t& spread : spreads)
+    for (const spread_t& spread : spreads) {
         rows.push_back({{"name", spread.name},
                         {"flights", spread.values.size()},
                         {"least", spread.at(0) / spread.factor},
                         {"median", spread.at(0.5) / spread.factor},
                         {"p95", spread.at(0.95) / spread.factor},
                         {"most", spread.at(1) / spread.factor}});
+    }
     return rows;
 }
 
@@ -151,7 +152,7 @@ std::string flights_csv(const std::vector<json>& flights)
         csv += std::string(csv.empty() ? "" : ",") + column;
     const std::set<std::string> loops = loops_of(flights);
     for (const std::string& loop : loops)
-        csv += ",rise_s " + loop + ",overshoot " + loop;
+        csv.append(",rise_s ").append(loop).append(",overshoot ").append(loop);
     for (const json& flight : flights) {
         std::string row;
         for (const char* column : COLUMNS)

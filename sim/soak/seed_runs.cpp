@@ -55,12 +55,17 @@ json json_of(const soak_end_t& end)
 
 std::vector<action_t> chosen(uint64_t seed, const std::optional<std::vector<size_t>>& only)
 {
-    const std::vector<action_t> all = make_actions(seed);
+    std::vector<action_t> all = make_actions(seed);
     if (!only) return all;
     std::vector<action_t> actions;
     for (const size_t number : *only)
         if (number < all.size()) actions.push_back(all[number]);
     return actions;
+}
+
+bool broke(const json& end)
+{
+    return !end.value("broken", std::string()).empty();
 }
 
 class SeedRuns {
@@ -102,12 +107,13 @@ private:
     {
         json end;
         start(0, seed, only);
-        while (children_.running() > 0)
+        while (children_.running() > 0) {
             children_.wait(
                 -1, [&](size_t, const std::string& line) { end = json::parse(line, nullptr, false); },
                 [&](const child_end_t& child) {
                     if (!child.finished()) end = {{"broken", "the process ended: " + child.how()}, {"broken_at", 0}};
                 });
+        }
         return end;
     }
 
@@ -115,7 +121,7 @@ private:
     {
         const json end = run_alone(seed, only.empty() ? only_t() : only_t(only));
         count(end);
-        if (end.value("broken", "") == "") return true;
+        if (!broke(end)) return true;
         tell_failure(seed, end, only);
         return false;
     }
@@ -134,11 +140,10 @@ private:
         std::map<size_t, json> ends;
         while (wanted() || children_.running() > 0) {
             static const only_t all;
-            while (wanted() && children_.running() < options_.jobs)
-                if (!start(seed, seed, all))
-                    return;
-                else
-                    seed++;
+            while (wanted() && children_.running() < options_.jobs) {
+                if (!start(seed, seed, all)) return;
+                seed++;
+            }
             children_.wait(
                 -1, [&](size_t number, const std::string& line) { ends[number] = json::parse(line, nullptr, false); },
                 [&](const child_end_t& child) {
@@ -159,7 +164,7 @@ private:
             return;
         }
         count(end);
-        if (end["broken"] != "") failures_.push_back({seed, end});
+        if (broke(end)) failures_.push_back({seed, end});
         failed_ = !failures_.empty();
         if (options_.twice && !failed_) again_.push_back({seed, end["trace"]});
         show();
@@ -201,7 +206,7 @@ private:
             std::printf("%s\n", action_text(action).c_str());
         const json end = run_alone(seed, only);
         std::printf("%s\n", end.dump(2).c_str());
-        return end.value("broken", "") == "" ? 0 : 1;
+        return broke(end) ? 1 : 0;
     }
 
     void count(const json& end)
@@ -229,16 +234,20 @@ private:
             different += run_alone(seed, {})["trace"] != trace ? 1 : 0;
         if (different != 0) failed_ = true;
         if (options_.as_json)
-            std::printf("%s\n", json{{"runs", runs_},
-                                     {"ok", !failed_},
-                                     {"traces_twice", again_.size()},
-                                     {"traces_different", different},
-                                     {"sums", sums_}}
-                                    .dump()
-                                    .c_str());
+            print_json(different);
         else
             print_sums(different);
         return failed_ ? 1 : 0;
+    }
+
+    void print_json(size_t different)
+    {
+        const json all = {{"runs", runs_},
+                          {"ok", !failed_},
+                          {"traces_twice", again_.size()},
+                          {"traces_different", different},
+                          {"sums", sums_}};
+        std::printf("%s\n", all.dump().c_str());
     }
 
     void print_sums(size_t different)

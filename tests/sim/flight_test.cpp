@@ -8,9 +8,7 @@
 
 using peers::test_outcome;
 using testing::AnyOf;
-using testing::Contains;
 using testing::HasSubstr;
-using testing::Not;
 
 static constexpr const char* LOGS = "/tmp/blackbox/log/afqt";
 

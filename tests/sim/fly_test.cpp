@@ -120,7 +120,7 @@ TEST(StepFigures, AreThoseOfKnownResponses)
     double value = 0;
     for (int i = 0; i < 8000; ++i) {
         times.push_back(i * 0.001);
-        commands.push_back(i < 1000 ? NAN : ((i / 1000) % 2 == 0 ? 2 : -2));
+        commands.push_back(i < 1000 ? std::nan("") : ((i / 1000) % 2 == 0 ? 2.0 : -2.0));
         if (i >= 1000) value += (commands.back() - value) * (1 - std::exp(-0.001 / LAG));
         lagging.push_back(value);
         overshooting.push_back(1.2 * commands.back());

@@ -55,7 +55,7 @@ private:
     static uint64_t lost_by_the_tap()
     {
         uint64_t lost = 0;
-        for (const unsigned host : {0x1105, 0x1106, 0x0306, 0x0200, 0x1103}) {
+        for (const unsigned host : {0x1105u, 0x1106u, 0x0306u, 0x0200u, 0x1103u}) {
             char path[64];
             std::snprintf(path, sizeof path, "/run/tarn/%04x.stats", host);
             lost += record_of<tarn_stats_file_t>(file_bytes(path)).value[TARN_TAP_DROPPED];
