@@ -66,6 +66,9 @@ protected:
                                             error);
     }
 
+    // The station tells until it is gone, and what it tells to goes before the members above it.
+    ~FactoryFlight() override { station_.reset(); }
+
     void aircraft_stands_ready()
     {
         peers::flight_options_t flight;

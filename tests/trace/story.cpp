@@ -1,6 +1,7 @@
 #include "story.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 
 #include "afqt_wire.h"
@@ -81,13 +82,13 @@ bool is_the_odd_beat(uint32_t msg_id, const std::vector<uint8_t>& payload)
 
 std::string tell_upgrade(const stage_t& stage)
 {
+    std::atomic<bool> ended = false;  // on the bus callbacks run on other threads, until the peers are gone
     const auto controller = open_controller(stage);
     peers::bus_open_error_t error;
     const auto app = peers::AppPeer::open({stage.routes, "app", "phone"}, {}, error);
     if (!controller || !app) return "the peers cannot be opened";
     stage.launch();
     if (!stage.until([&] { return controller->bags().counts().pushed > 0; })) return "the service does not subscribe";
-    bool ended = false;
     peers::upgrade_job_t job;
     job.database = database();
     job.options.bytes_per_second = 10'000;  // so that some of the service's ticks fall into it
@@ -100,7 +101,7 @@ std::string tell_upgrade(const stage_t& stage)
         return "the motors stay held";
     std::vector<uint8_t> read;
     while (read.size() < database().size()) {
-        bool answered = false;
+        std::atomic<bool> answered = false;
         peers::read_job_t range;
         range.offset = static_cast<uint32_t>(read.size());
         range.length = static_cast<uint32_t>(std::min<size_t>(PROFILE_MAX_READ, database().size() - read.size()));
@@ -118,7 +119,7 @@ std::string tell_flight(const stage_t& stage)
 {
     const auto controller = open_controller(stage);
     uint8_t state = kStaMotionIdel;
-    bool landed = false;
+    std::atomic<bool> landed = false;
     peers::bus_open_error_t error;
     const auto station =
         peers::TestStation::open({stage.routes, "factory", "station"},
