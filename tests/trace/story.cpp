@@ -96,7 +96,7 @@ std::string tell_upgrade(const stage_t& stage)
         ended = result.outcome == peers::transfer_outcome::done;
     };
     app->upgrade().begin(std::move(job));
-    if (!stage.until([&] { return ended; })) return "the upgrade does not succeed";
+    if (!stage.until([&] { return ended.load(); })) return "the upgrade does not succeed";
     if (!stage.until([&] { return !controller->motors().held() && controller->motors().counts().releases > 0; }))
         return "the motors stay held";
     std::vector<uint8_t> read;
@@ -110,7 +110,7 @@ std::string tell_upgrade(const stage_t& stage)
             answered = true;
         };
         controller->reader().begin(std::move(range));
-        if (!stage.until([&] { return answered; })) return "the database is not served";
+        if (!stage.until([&] { return answered.load(); })) return "the database is not served";
     }
     return read == database() ? "" : "what is read back differs";
 }
@@ -133,7 +133,7 @@ std::string tell_flight(const stage_t& stage)
     stage.launch();
     if (!stage.until([&] { return controller->bags().counts().pushed > 0; })) return "the service does not subscribe";
     station->switch_on(0);
-    return stage.until([&] { return landed; }) ? "" : "the flight does not end";
+    return stage.until([&] { return landed.load(); }) ? "" : "the flight does not end";
 }
 
 void Streams::add(const tarn_tap_head_t& head, uint32_t msg_id, uint16_t attrib, const std::vector<uint8_t>& payload)
