@@ -103,6 +103,32 @@ TEST_F(Sky, FlightControllerThatDoesNotFollow)
     }
 }
 
+// It obeys, and still does not leave the ground.
+TEST_F(Sky, AircraftTooHeavyToFly)
+{
+    aircraft_stands_ready(5, 3);
+    service_starts();
+    list(0, list_of({hover(2)}));
+    EXPECT_EQ(flies(0).outcome, test_outcome::failed) << testing::PrintToString(states);
+    EXPECT_FALSE(in_air());
+    EXPECT_EQ(mode_requests(MIS_ON), 0u);
+}
+
+// A way back needs a start.
+TEST_F(Sky, ReturnWithoutAFixIsRefused)
+{
+    aircraft_stands_ready(1);
+    service_starts();
+    list(0, list_of({hover(1), motion("kRtl", "\"land_flag\": true")}));
+    EXPECT_EQ(flies(0).outcome, test_outcome::failed) << testing::PrintToString(states);
+    EXPECT_EQ(station->switch_off(0), 0);
+    EXPECT_TRUE(reaches(kStaMotionIdel));
+    is_landed_by_hand();
+    controller->set_gps_level(5);
+    passes(3);
+    EXPECT_EQ(flies(0).outcome, test_outcome::finished);
+}
+
 // What cannot be flown is told by the state; the next good list flies.
 TEST_F(Sky, ListsThatCannotBeFlown)
 {

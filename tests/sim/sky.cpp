@@ -68,13 +68,14 @@ Sky::Sky() : platform(sim::rules_t{})
                                        error_of_station);
 }
 
-void Sky::aircraft_stands_ready(uint8_t gps_level)
+void Sky::aircraft_stands_ready(uint8_t gps_level, double mass)
 {
     peers::flight_options_t flight;
     flight.latitude = 0.84;
     flight.longitude = 0.2;
     // As in life: an aircraft that is back to the last bit is not seen to be home.
     flight.aircraft.noise = true;
+    flight.aircraft.mass = mass;
     peers::bus_open_error_t error;
     controller = peers::FlightController::open_flying({"", "flight_controller", "fmu"}, {}, flight, {}, error);
     ASSERT_NE(controller, nullptr);

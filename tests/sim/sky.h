@@ -32,8 +32,8 @@ class Sky : public testing::Test {
 protected:
     Sky();
 
-    // At this height, with the GPS at this level.
-    void aircraft_stands_ready(uint8_t gps_level = 5);
+    // With the GPS at this level; `mass` times as heavy as it should be.
+    void aircraft_stands_ready(uint8_t gps_level = 5, double mass = 1);
     void service_starts();
     void service_dies();
 
