@@ -103,6 +103,7 @@ TEST(Fly, WhatItCannotDoItSays)
         {LIST + " --log /nowhere/x.ulg", 1, "cannot be written"},
         {LIST + " --service /nowhere.so", 7, "--service"},
         {"/dev/null", 15, "failed"},
+        {LIST + " --no-noise", 15, "after an hour"},
     };
     for (const auto& one : CASES) {
         SCOPED_TRACE(one.arguments);
