@@ -14,8 +14,6 @@ namespace {
 
 constexpr const char* REMEDY =
     "allow user namespaces: sudo sysctl -w kernel.unprivileged_userns_clone=1 user.max_user_namespaces=10000";
-constexpr const char* FSTAB = "/etc/fstab";
-constexpr const char* OWN_FSTAB = "/tmp/.fstab";
 constexpr const char* DIRECTORIES[] = {"/tmp/NFZ",
                                        "/tmp/EMMC",
                                        "/tmp/SD0",
@@ -51,22 +49,13 @@ bool make_directories()
     return true;
 }
 
-// The entry keeps a remount from repeating options that only the outer user could set. Without an fstab of the machine
-// there is nothing that it could stand in for.
-bool name_the_mount()
-{
-    if (access(FSTAB, F_OK) != 0) return true;
-    return write_text(OWN_FSTAB, "tmpfs /tmp/NFZ tmpfs size=64m 0 0\n") &&
-           mount(OWN_FSTAB, FSTAB, nullptr, MS_BIND, nullptr) == 0;
-}
-
 }  // namespace
 
 bool make_private_files(std::string& error)
 {
     const bool made = leave_the_others() && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                       mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0 && make_directories() &&
-                      mount("tmpfs", "/tmp/NFZ", "tmpfs", 0, "size=64m") == 0 && name_the_mount() && chdir("/") == 0;
+                      mount("tmpfs", "/tmp/NFZ", "tmpfs", 0, "size=64m") == 0 && chdir("/") == 0;
     if (!made) error = std::string("no private file system: ") + std::strerror(errno) + "; " + REMEDY;
     return made;
 }
