@@ -302,7 +302,9 @@ private:
     void recover()
     {
         refused_until_us_ = lost_until_us_ = 0;
-        until([this] { return controller_ && app_ && station_ && service_.runs(); }, SETTLING_US);
+        const auto complete = [this] { return controller_ && app_ && station_ && service_.runs(); };
+        if (!until(complete, SETTLING_US)) breaks("not everybody came back");
+        if (!end_.broken.empty()) return;
         app_->upgrade().cancel();
         app_->restrictions().cancel();
         station_->switch_off(0);

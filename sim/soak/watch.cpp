@@ -123,7 +123,10 @@ void Watch::on_upgrade_reply(uint32_t msg_id, uint8_t code)
     }
     if (msg_id == DATA && (code == UPGRADE_RET_FIRST_SHORT || code == UPGRADE_RET_NOT_NEWER)) hold_expected_ = false;
     if (msg_id != END) return;
-    if (code == UPGRADE_RET_OK) hold_expected_ = false;
+    if (code == UPGRADE_RET_OK) {
+        hold_expected_ = false;
+        check(is_a_database(), "I2: a database is accepted that nobody sent");
+    }
     struct stat info = {};
     const bool emptied = stat(DATABASE, &info) != 0 || info.st_size == 0;
     check(code == UPGRADE_RET_OK || emptied, "a refused end leaves " + std::to_string(info.st_size) + " bytes");
@@ -176,7 +179,30 @@ void Watch::on_event(uint64_t now_us)
     check_hold(now_us);
 }
 
-// I2: what is on the disk is a database of ours, whole or cut, or nothing.
+// The app resends the last block of a transfer that it gave up, and the next transfer may just wait for that number:
+// then the file is mixed of both, and its end is refused.
+bool Watch::is_a_block(const bytes_t& file, size_t at) const
+{
+    const size_t size = std::min<size_t>(UPGRADE_FRAG_LENGTH, file.size() - at);
+    return std::any_of(databases_.begin(), databases_.end(), [&](const bytes_t& database) {
+        return at + size <= database.size() && std::memcmp(file.data() + at, database.data() + at, size) == 0;
+    });
+}
+
+// What was verified is one database from end to end.
+bool Watch::is_a_database() const
+{
+    return std::any_of(databases_.begin(), databases_.end(), [](const bytes_t& database) {
+        bytes_t file(database.size() + 1);
+        const int descriptor = open(DATABASE, O_RDONLY | O_CLOEXEC);
+        const ssize_t size = read(descriptor, file.data(), file.size());
+        close(descriptor);
+        file.resize(static_cast<size_t>(std::max<ssize_t>(size, 0)));
+        return file == database;
+    });
+}
+
+// I2: what is on the disk is made of blocks of ours, or nothing.
 void Watch::check_file()
 {
     struct stat info = {};
@@ -188,9 +214,9 @@ void Watch::check_file()
     if (info.st_size == 0) return;
     bytes_t file(static_cast<size_t>(info.st_size));
     if (!read_file_at(0, file.data(), file.size())) return check(false, "I2: the database cannot be read");
-    const bool ours = std::any_of(databases_.begin(), databases_.end(), [&file](const bytes_t& database) {
-        return file.size() <= database.size() && std::equal(file.begin(), file.end(), database.begin());
-    });
+    bool ours = true;
+    for (size_t at = 0; ours && at < file.size(); at += UPGRADE_FRAG_LENGTH)
+        ours = is_a_block(file, at);
     check(ours, "I2: " + std::to_string(file.size()) + " bytes on the disk that nobody sent");
 }
 
