@@ -68,6 +68,13 @@ bool broke(const json& end)
     return !end.value("broken", std::string()).empty();
 }
 
+// A process that ended without a word broke something; one that could not begin has said why.
+json judged(json end, const child_end_t& child)
+{
+    if (child.finished() || end.contains("error")) return end;
+    return {{"broken", "the process ended: " + child.how()}, {"broken_at", 0}};
+}
+
 class SeedRuns {
 public:
     explicit SeedRuns(const soak_options_t& options) : options_(options) {}
@@ -110,9 +117,7 @@ private:
         while (children_.running() > 0) {
             children_.wait(
                 -1, [&](size_t, const std::string& line) { end = json::parse(line, nullptr, false); },
-                [&](const child_end_t& child) {
-                    if (!child.finished()) end = {{"broken", "the process ended: " + child.how()}, {"broken_at", 0}};
-                });
+                [&](const child_end_t& child) { end = judged(std::move(end), child); });
         }
         return end;
     }
@@ -120,6 +125,10 @@ private:
     bool judge_alone(uint64_t seed, const std::vector<size_t>& only)
     {
         const json end = run_alone(seed, only.empty() ? only_t() : only_t(only));
+        if (end.contains("error")) {
+            judge(seed, end);
+            return false;
+        }
         count(end);
         if (!broke(end)) return true;
         tell_failure(seed, end, only);
@@ -149,9 +158,7 @@ private:
                 [&](const child_end_t& child) {
                     json end = std::move(ends[child.number]);
                     ends.erase(child.number);
-                    if (!child.finished() && !end.contains("error"))
-                        end = {{"broken", "the process ended: " + child.how()}, {"broken_at", 0}};
-                    judge(child.number, std::move(end));
+                    judge(child.number, judged(std::move(end), child));
                 });
         }
     }
