@@ -44,7 +44,8 @@ void NumberedTransfer::ask(lock_t& lock, transfer_stage stage, const question_t&
                                question.id,
                                question.payload,
                                options.reply_timeout_us,
-                               question.tries != 0 ? question.tries : options.tries};
+                               question.tries != 0 ? question.tries : options.tries,
+                               this};
     const kest_result_t result =
         endpoint_.request(request, [this, run = run_](const reply_t& reply) { answered(run, reply); });
     if (result != 0) on_silence(lock, result);
@@ -149,8 +150,10 @@ void NumberedTransfer::fail_unexpected(lock_t& lock, const char* what)
     fail(lock, {transfer_outcome::unexpected, what, "Compare the versions of app and service."}, 0);
 }
 
+// A block of a transfer that was given up must not go out again: the next transfer may just wait for its number.
 void NumberedTransfer::fail(lock_t& lock, const code_meaning_t& meaning, uint8_t code)
 {
+    endpoint_.drop(this);
     result_.outcome = meaning.outcome;
     result_.stage = stage_;
     result_.code = code;

@@ -125,9 +125,18 @@ size_t BusEndpoint::take_slot(const request_t& request, reply_fn&& done)
     free->timeout_us = request.timeout_us;
     free->tries_left = std::max(request.tries, 1u) - 1;
     free->sends = 1;
+    free->owner = request.owner;
     fill_head(free->event, request.peer, request.set, request.id, ATTRIB_SEND_SYNC, request.payload);
     free->done = std::move(done);
     return static_cast<size_t>(free - pending_.begin());
+}
+
+void BusEndpoint::drop(const void* owner)
+{
+    const std::lock_guard lock(mutex_);
+    for (pending_t& slot : pending_) {
+        if (slot.owner == owner) slot.done = nullptr;
+    }
 }
 
 kest_result_t BusEndpoint::call_later(uint64_t delay_us, std::function<void()> call)

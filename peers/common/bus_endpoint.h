@@ -47,6 +47,7 @@ struct request_t {
     bytes_view payload;               // at most 1008 bytes; copied
     uint32_t timeout_us = 1'000'000;  // boot time until it is sent again; noticed up to 50 ms late
     uint32_t tries = 5;               // sends in all, at least 1
+    const void* owner = nullptr;      // whose it is, for drop()
 };
 
 class BusEndpoint {
@@ -85,6 +86,9 @@ public:
     // receiver is no failure: the request goes out again after its time-out.
     kest_result_t request(const request_t& request, reply_fn done);
 
+    // The owner's requests under way are not sent again, and their `done` does not run, unless it runs already.
+    void drop(const void* owner);
+
     // Runs `call` once, about `delay_us` from now, on the timer's thread. -EBUSY when MAX_PENDING wait already.
     kest_result_t call_later(uint64_t delay_us, std::function<void()> call);
 
@@ -101,6 +105,7 @@ private:
         uint32_t timeout_us = 0;
         uint32_t tries_left = 0;
         uint32_t sends = 0;
+        const void* owner = nullptr;
         kest_event_t event = {};
         reply_fn done;
     };

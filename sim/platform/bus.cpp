@@ -98,7 +98,7 @@ kest_result_t Bus::send(const handed_over_t& record)
 {
     if (hooks.on_send) {
         if (const auto result = hooks.on_send(record)) {
-            counts_.refused += *result != 0 ? 1 : 0;
+            if (*result != 0) counts_.refused++;
             return *result;
         }
     }
@@ -206,7 +206,8 @@ void Bus::take_arrived(kest_event_client& client)
         client.arrived.pop_front();
         const kest_event_t& event = in_flight_[record].event;
         show_on_tap(event.peer_host, client.host, RECEIVED, event);
-        if ((event.attrib & IS_REPLY) == 0 || !wakes(client, event)) dispatch(client, event);
+        if ((event.attrib & IS_REPLY) == 0 || !wakes(client, event))
+            (dispatch(client, event) ? counts_.received : counts_.no_handler)++;
         free_slots_.push_back(record);
     }
 }
@@ -233,16 +234,12 @@ bool Bus::dispatch(kest_event_client& client, const kest_event_t& event)
         const kest_event_cmd_desc_t& descriptor = client.tables[set][id];
         callback = (event.attrib & IS_REPLY) != 0 ? descriptor.reply_cb : descriptor.request_cb;
     }
-    if (callback == nullptr) {
-        counts_.no_handler++;
-        return false;
-    }
-    counts_.received++;
+    if (callback == nullptr) return false;
     const Parties::Turn turn(parties_, client.party);
     client.busy = true;
-    const kest_result_t result = callback(&client, &event, client.userdata);
+    callback(&client, &event, client.userdata);
     client.busy = false;
-    return result == 0;
+    return true;
 }
 
 void Bus::show_on_tap(uint16_t from, uint16_t to, uint8_t direction, const kest_event_t& event)

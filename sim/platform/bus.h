@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -62,8 +63,8 @@ struct bus_hooks_t {
 struct bus_counts_t {
     uint64_t sent = 0;
     uint64_t received = 0;
-    uint64_t refused = 0;      // by on_send
-    uint64_t peer_absent = 0;  // or not in `hosts`
+    std::atomic<uint64_t> refused = 0;  // by on_send, on any thread
+    uint64_t peer_absent = 0;           // or not in `hosts`
     uint64_t queue_full = 0;
     uint64_t no_handler = 0;  // unknown set or id
     uint64_t lost = 0;        // on the way to a client that went
@@ -97,7 +98,8 @@ public:
     // A record's event is there.
     void arrive(uint32_t record);
 
-    // Hands the record to the client's callback. False: there is none, or it failed.
+    // Hands the record to the client's callback, on the calling thread: two clients may be served at once.
+    // False: there is none for it.
     bool dispatch(kest_event_client& client, const kest_event_t& event);
 
     const bus_counts_t& counts() const { return counts_; }

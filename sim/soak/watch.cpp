@@ -179,16 +179,6 @@ void Watch::on_event(uint64_t now_us)
     check_hold(now_us);
 }
 
-// The app resends the last block of a transfer that it gave up, and the next transfer may just wait for that number:
-// then the file is mixed of both, and its end is refused.
-bool Watch::is_a_block(const bytes_t& file, size_t at) const
-{
-    const size_t size = std::min<size_t>(UPGRADE_FRAG_LENGTH, file.size() - at);
-    return std::any_of(databases_.begin(), databases_.end(), [&](const bytes_t& database) {
-        return at + size <= database.size() && std::memcmp(file.data() + at, database.data() + at, size) == 0;
-    });
-}
-
 // What was verified is one database from end to end.
 bool Watch::is_a_database() const
 {
@@ -202,7 +192,7 @@ bool Watch::is_a_database() const
     });
 }
 
-// I2: what is on the disk is made of blocks of ours, or nothing.
+// I2: what is on the disk is a database of ours, whole or cut, or nothing.
 void Watch::check_file()
 {
     struct stat info = {};
@@ -214,9 +204,9 @@ void Watch::check_file()
     if (info.st_size == 0) return;
     bytes_t file(static_cast<size_t>(info.st_size));
     if (!read_file_at(0, file.data(), file.size())) return check(false, "I2: the database cannot be read");
-    bool ours = true;
-    for (size_t at = 0; ours && at < file.size(); at += UPGRADE_FRAG_LENGTH)
-        ours = is_a_block(file, at);
+    const bool ours = std::any_of(databases_.begin(), databases_.end(), [&file](const bytes_t& database) {
+        return file.size() <= database.size() && std::equal(file.begin(), file.end(), database.begin());
+    });
     check(ours, "I2: " + std::to_string(file.size()) + " bytes on the disk that nobody sent");
 }
 

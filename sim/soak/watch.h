@@ -51,7 +51,6 @@ private:
     void on_read_reply(bytes_view payload);
     void on_message(const handed_over_t& message, uint64_t now_us);
     void on_hold_order(bytes_view payload, uint64_t now_us);
-    bool is_a_block(const bytes_t& file, size_t at) const;
     bool is_a_database() const;
     void check_file();
     void check_hold(uint64_t now_us);
