@@ -68,8 +68,10 @@ Sky::Sky() : platform(sim::rules_t{})
                                        error_of_station);
 }
 
-void Sky::aircraft_stands_ready(uint8_t gps_level, double mass)
+void Sky::aircraft_stands_ready(uint8_t gps_level, double mass, int8_t drone_type)
 {
+    peers::fc_identity_t identity;
+    identity.drone_type = drone_type;
     peers::flight_options_t flight;
     flight.latitude = 0.84;
     flight.longitude = 0.2;
@@ -77,7 +79,7 @@ void Sky::aircraft_stands_ready(uint8_t gps_level, double mass)
     flight.aircraft.noise = true;
     flight.aircraft.mass = mass;
     peers::bus_open_error_t error;
-    controller = peers::FlightController::open_flying({"", "flight_controller", "fmu"}, {}, flight, {}, error);
+    controller = peers::FlightController::open_flying({"", "flight_controller", "fmu"}, identity, flight, {}, error);
     ASSERT_NE(controller, nullptr);
     controller->set_gps_level(gps_level);
 }

@@ -32,8 +32,8 @@ class Sky : public testing::Test {
 protected:
     Sky();
 
-    // With the GPS at this level; `mass` times as heavy as it should be.
-    void aircraft_stands_ready(uint8_t gps_level = 5, double mass = 1);
+    // With the GPS at this level; `mass` times as heavy as it should be; says it is of this type (craft_type_t).
+    void aircraft_stands_ready(uint8_t gps_level = 5, double mass = 1, int8_t drone_type = PRODUCT_QX520);
     void service_starts();
     void service_dies();
 

@@ -3,6 +3,7 @@
 
 #include "afqt/include/afqt_debugger.h"
 #include "afqt/include/afqt_motion_hover.h"
+#include "afqt/include/afqt_motion_line.h"
 #include "afqt/include/afqt_motion_repeat.h"
 #include "afqt/include/afqt_motion_rtl.h"
 #include "afqt/include/afqt_motion_step.h"
@@ -305,4 +306,123 @@ TEST_F(AfqtMotions, ReturnNeedsAStartPointAndEndsWhereThereIsNoDistance)
     rtl->init(&sta);
     back(*rtl);
     EXPECT_EQ(rtl->check_finish(), MOTION_DONE);
+}
+
+TEST_F(AfqtMotions, LineIsRefusedUnlessItMakesSense)
+{
+    const std::string says = "[JSON] in line  \n";
+    const std::string item = R"({"time": 1, "stick_value": 50})";
+    const std::string tilt = "\"stick_tilt\": [" + item + "]";
+    EXPECT_EQ(made<AfqtMotionLine>(tilt, says)->check_valid(), 1) << "no craft table";
+    set_craft_cfg(&RV880_AFQT_CFG);
+    std::string many = item;
+    for (int i = 1; i < 32; ++i)
+        many += "," + item;
+    const struct {
+        std::string para_cfg;
+        int valid;
+    } lines[] = {
+        {tilt, 0},
+        {"", 1},
+        {"null", 1},
+        {R"("stick_tilt": [])", 1},
+        {R"("stick_tilt": {"time": 1})", 1},
+        {R"("stick_tilt": [5])", 1},
+        {R"("stick_tilt": [{}])", 1},
+        {R"("stick_tilt": [{"time": "1"}])", 1},
+        {R"("stick_tilt": [{"time": 0}])", 1},
+        {R"("stick_tilt": [{"time": 600}])", 0},
+        {R"("stick_tilt": [{"time": 600.1}])", 1},
+        {R"("stick_tilt": [{"time": -1, "time": 0.001, "stick_value": -100}])", 0},
+        {R"("stick_tilt": [{"time": 1, "stick_value": -100.1}])", 1},
+        {R"("stick_tilt": [{"time": 1, "stick_value": 1e999}])", 1},
+        {R"("stick_vert": [{"time": 1, "vert_mode": 2}])", 0},
+        {R"("stick_vert": [{"time": 1, "vert_mode": 3}])", 1},
+        {R"("stick_yaw": [{"time": 1, "yaw_mode": 1}])", 0},
+        {R"("stick_yaw": [{"time": 1, "yaw_mode": 2}])", 1},
+        {"\"stick_tilt\": [" + many + "]", 0},
+        {"\"stick_tilt\": [" + many + "," + item + "]", 1},
+        {tilt + R"(, "flight_mode": 1)", 0},
+        {tilt + R"(, "flight_mode": 2)", 1},
+        {tilt + R"(, "flight_dis": -1)", 1},
+        {tilt + R"(, "vert_vel": -1)", 1},
+        {tilt + R"(, "yaw_rate": -1)", 1},
+        {tilt + R"(, "flight_yaw": 1e999)", 1},
+        {tilt + R"(, "height_min": 1, "height_max": 0.5)", 1},
+        {tilt + R"(, "height_min": -3, "height_max": -2)", 0},
+    };
+    for (const auto& [para_cfg, valid] : lines)
+        EXPECT_EQ(made<AfqtMotionLine>(para_cfg, says)->check_valid(), valid) << para_cfg;
+}
+
+// Sticks of ten ticks; the tables' numbers worked out by hand.
+TEST_F(AfqtMotions, LineFollowsItsSticksTickByTick)
+{
+    set_craft_cfg(&RV880_AFQT_CFG);
+    const auto line = made<AfqtMotionLine>(
+        R"("height_min": -1, "height_max": 1, "yaw_angle": 90, "stick_tilt": [{"time": 0.2, "stick_value": 100}],
+           "stick_vert": [{"time": 0.1, "stick_value": 100}, {"time": 0.1, "stick_value": -50, "vert_mode": 2}],
+           "stick_yaw": [{"time": 0.1, "stick_value": 1, "yaw_mode": 1}, {"time": 0.1, "stick_value": 10}])",
+        "[JSON] in line  \n");
+    const auto flies = [&](int ticks) {
+        for (int tick = 0; tick < ticks; ++tick)
+            EXPECT_EQ(line->run(), 0);
+        return told();
+    };
+    EXPECT_EQ(line->motion_id, 5);
+    EXPECT_EQ(line->get_loop(), 0);
+    for (int round = 0; round < 2; ++round) {
+        line->reset();
+        EXPECT_EQ(line->init(nullptr), 0);
+        is_at(0, 0);
+        db.altitude = 20;
+        db.atti_gnd[2] = 0;
+        // Speed: 9.80665 tan 25 degrees 0.02 s a tick. Climb: 6 m/s2, no more than half of the 1 m that is left.
+        texts_t frames = flies(5);
+        EXPECT_EQ(frames[0], "sticks 49 0.091 0 0.12 0.626");
+        EXPECT_EQ(frames[4], "sticks 49 0.457 0 0.5 0.626");
+        db.altitude = 20.9f;  // 5 cm/s are left
+        EXPECT_EQ(flies(1)[0], "sticks 49 0.549 0 0.05 18");
+        db.altitude = 21.1f;
+        EXPECT_EQ(flies(3).back(), "sticks 49 0.823 0 -0.1 18");  // acceleration: half of -5 m/s2
+        db.atti_gnd[2] = 9;
+        EXPECT_EQ(flies(1)[0], "sticks 49 0.915 0 -0.15 0");
+        EXPECT_EQ(line->check_finish(), MOTION_DOING);
+        EXPECT_THAT(flies(2), ElementsAre(HOLD_STILL, HOLD_STILL));
+        EXPECT_EQ(line->check_finish(), MOTION_DONE);
+    }
+}
+
+// What an aircraft without a fix, a height or a heading can still fly.
+TEST_F(AfqtMotions, LineTrustsNoDataThatIsNone)
+{
+    set_craft_cfg(&QX520_AFQT_CFG);
+    const std::string says = "[JSON] in line  \n";
+    const std::string climb = R"("height_max": 9, "stick_vert": [{"time": 1, "stick_value": 100}])";
+    const auto short_line = made<AfqtMotionLine>(climb + R"(, "flight_dis": 10)", says);
+    EXPECT_EQ(short_line->init(nullptr), 1) << "nothing to measure the distance by";
+    short_line->run();
+    EXPECT_EQ(short_line->check_finish(), MOTION_DONE);
+    for (const double north : {10.01, 1e8, double{NAN}}) {
+        is_at(0, 0);
+        short_line->reset();
+        EXPECT_EQ(short_line->init(nullptr), 0);
+        short_line->run();
+        is_at(9.99, 0);
+        short_line->run();
+        EXPECT_EQ(short_line->check_finish(), MOTION_DOING);
+        is_at(north, 0);
+        short_line->run();
+        EXPECT_EQ(short_line->check_finish(), MOTION_DONE) << north;
+    }
+    told();
+    const auto line = made<AfqtMotionLine>(climb, says);
+    db.altitude = NAN;
+    line->run();
+    EXPECT_THAT(told(), ElementsAre("sticks 49 0 0 0 0"));
+    line->reset();
+    db.atti_gnd[2] = NAN;
+    line->run();
+    EXPECT_THAT(told(), ElementsAre(HOLD_STILL));
+    EXPECT_EQ(line->check_finish(), MOTION_DONE);
 }
