@@ -17,7 +17,7 @@ constexpr auto LOOK = std::chrono::milliseconds(100);
 
 peers::station_events_t TestInbox::events()
 {
-    const auto heartbeat = [this](const afqt_heart_beat_t& beat) {
+    const auto heartbeat = [this](uint16_t, const afqt_heart_beat_t& beat) {
         {
             const std::lock_guard lock(mutex_);
             const uint64_t now = peers::now_us();
@@ -25,7 +25,7 @@ peers::station_events_t TestInbox::events()
         }
         waiter_.notify();
     };
-    const auto notice = [this](const afqt_on_off_cmd_t& heard) {
+    const auto notice = [this](uint16_t, const afqt_on_off_cmd_t& heard) {
         const std::lock_guard lock(mutex_);
         if (watch_) watch_->on_notice(heard);
     };

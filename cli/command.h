@@ -14,12 +14,14 @@ void add_nfz_commands(CLI::App& tool, context_t& context);
 void add_tfr_commands(CLI::App& tool, context_t& context);
 void add_afqt_commands(CLI::App& tool, context_t& context);
 void add_fc_command(CLI::App& tool, context_t& context);
-void add_fly_command(CLI::App& tool);
 void add_bus_commands(CLI::App& tool, context_t& context);
 void add_demo_command(CLI::App& tool, context_t& context);
 
-// Runs `vela fly` with these arguments, which end with a null, in place of this process. Returns on failure only.
-exit_code hand_over_to_fly(const context_t& context, char** arguments);
+// Commands that are programs of their own, vela-NAME beside this one: for the list of commands.
+void add_programs_beside(CLI::App& tool);
+
+// Runs one of them with these arguments, which end with a null, in place of this process. Returns on failure only.
+exit_code hand_over(const context_t& context, const std::string& name, char** arguments);
 
 // A subcommand with --json, and with an example at the end of its help.
 CLI::App* add_command(CLI::App& parent, context_t& context, const std::string& name, const std::string& description,

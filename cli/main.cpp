@@ -21,7 +21,9 @@ std::string exit_code_help()
 int run(int argc, char** argv)
 {
     cli::context_t context;
-    if (argc > 1 && std::string(argv[1]) == "fly") return static_cast<int>(cli::hand_over_to_fly(context, argv + 2));
+    for (const char* name : {"fly", "station"}) {
+        if (argc > 1 && std::string(argv[1]) == name) return static_cast<int>(cli::hand_over(context, name, argv + 2));
+    }
     CLI::App tool("Works with the flight service of an aircraft: databases, restrictions, versions, the bus.", "vela");
     tool.set_version_flag("--version", VELA_VERSION, "version of this tool");
     tool.require_subcommand(1);
@@ -31,7 +33,7 @@ int run(int argc, char** argv)
     cli::add_tfr_commands(tool, context);
     cli::add_afqt_commands(tool, context);
     cli::add_fc_command(tool, context);
-    cli::add_fly_command(tool);
+    cli::add_programs_beside(tool);
     cli::add_bus_commands(tool, context);
     cli::add_demo_command(tool, context);
     try {

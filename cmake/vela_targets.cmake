@@ -36,3 +36,20 @@ function(vela_check_headers target)
   add_library(${target}_headers_alone_${ending} OBJECT ${sources})
   target_link_libraries(${target}_headers_alone_${ending} PRIVATE ${target} vela_warnings)
 endfunction()
+
+# Pages that a program carries: vela_embed_pages(<target> <file>...), files relative to the current folder.
+function(vela_embed_pages target)
+  set(files)
+  foreach(file IN LISTS ARGN)
+    cmake_path(ABSOLUTE_PATH file NORMALIZE OUTPUT_VARIABLE full)
+    list(APPEND files ${full})
+  endforeach()
+  set(out ${CMAKE_CURRENT_BINARY_DIR}/${target}_pages)
+  add_custom_command(
+    OUTPUT ${out}/page_sources.h ${out}/page_sources.cpp
+    COMMAND ${CMAKE_COMMAND} "-DOUT=${out}" "-DFILES=${files}" -P ${PROJECT_SOURCE_DIR}/cmake/embed_pages.cmake
+    DEPENDS ${files} ${PROJECT_SOURCE_DIR}/cmake/embed_pages.cmake
+    VERBATIM)
+  target_sources(${target} PRIVATE ${out}/page_sources.h ${out}/page_sources.cpp)
+  target_include_directories(${target} PRIVATE ${out})
+endfunction()

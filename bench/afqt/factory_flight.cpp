@@ -82,11 +82,11 @@ struct inbox_t {
 
 static std::unique_ptr<peers::TestStation> open_station(inbox_t& inbox)
 {
-    const auto beat = [&inbox](const afqt_heart_beat_t& heard) {
+    const auto beat = [&inbox](uint16_t, const afqt_heart_beat_t& heard) {
         const std::lock_guard lock(inbox.mutex);
         if (inbox.watch) inbox.watch->on_heartbeat(heard, peers::now_us());
     };
-    const auto notice = [&inbox](const afqt_on_off_cmd_t& heard) {
+    const auto notice = [&inbox](uint16_t, const afqt_on_off_cmd_t& heard) {
         const std::lock_guard lock(inbox.mutex);
         if (inbox.watch) inbox.watch->on_notice(heard);
     };

@@ -98,9 +98,10 @@ peers::station_events_t Stage::recorded_events() const
 {
     peers::station_events_t events = events_;
     if (!flight_log_) return events;
-    events.heartbeat = [log = flight_log_.get(), told = events_.heartbeat](const afqt_heart_beat_t& beat) {
+    events.heartbeat = [log = flight_log_.get(), told = events_.heartbeat](uint16_t from,
+                                                                           const afqt_heart_beat_t& beat) {
         log->hear(beat);
-        if (told) told(beat);
+        if (told) told(from, beat);
     };
     return events;
 }

@@ -22,23 +22,22 @@ std::unique_ptr<TestStation> TestStation::open(const bus_name_t& name, station_e
     return nullptr;
 }
 
-kest_result_t TestStation::switch_test(AfqtCmdEnum state, uint8_t file_index)
+kest_result_t TestStation::switch_test(AfqtCmdEnum state, uint8_t file_index, uint16_t service)
 {
-    return endpoint_->send(HOST_FLIGHT_SERVICE, SET_AFQT, CMD_ID_AFQT_CMD,
-                           bytes_of(afqt_on_off_cmd_t{state, 0, file_index}));
+    return endpoint_->send(service, SET_AFQT, CMD_ID_AFQT_CMD, bytes_of(afqt_on_off_cmd_t{state, 0, file_index}));
 }
 
 void TestStation::on_message(const kest_event_t& event)
 {
     afqt_heart_beat_msg_t message;
     if (!read_record(payload_of(event), message) || message.msg_id != MSG_ID_HEART_BEAT) return;
-    if (events_.heartbeat) events_.heartbeat(message.beat);
+    if (events_.heartbeat) events_.heartbeat(event.peer_host, message.beat);
 }
 
 void TestStation::on_notice(const kest_event_t& event)
 {
     afqt_on_off_cmd_t notice;
-    if (read_record(payload_of(event), notice) && events_.notice) events_.notice(notice);
+    if (read_record(payload_of(event), notice) && events_.notice) events_.notice(event.peer_host, notice);
 }
 
 }  // namespace peers

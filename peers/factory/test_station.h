@@ -11,9 +11,11 @@
 
 namespace peers {
 
+// With the address of the service that says it.
 struct station_events_t {
-    std::function<void(const afqt_heart_beat_t&)> heartbeat;  // once a second while the test is enabled
-    std::function<void(const afqt_on_off_cmd_t&)> notice;     // fifty times a second for ten, when a list was flown
+    std::function<void(uint16_t from, const afqt_heart_beat_t&)> heartbeat;  // once a second while the test is enabled
+    // Fifty times a second for ten, when a list was flown.
+    std::function<void(uint16_t from, const afqt_on_off_cmd_t&)> notice;
 };
 
 class TestStation {
@@ -23,15 +25,18 @@ public:
     ~TestStation() { endpoint_->stop(); }
 
     // The service does not answer a switch: the heartbeats show what came of it. The platform's result.
-    kest_result_t switch_on(uint8_t file_index) { return switch_test(kAfqtOn, file_index); }
+    kest_result_t switch_on(uint8_t file_index) { return switch_test(kAfqtOn, file_index, HOST_FLIGHT_SERVICE); }
     // Names a list as well, for a notice that may still come.
-    kest_result_t switch_off(uint8_t file_index) { return switch_test(kAfqtOff, file_index); }
+    kest_result_t switch_off(uint8_t file_index, uint16_t service = HOST_FLIGHT_SERVICE)
+    {
+        return switch_test(kAfqtOff, file_index, service);
+    }
 
     BusEndpoint& endpoint() { return *endpoint_; }
 
 private:
     TestStation(std::unique_ptr<BusEndpoint> endpoint, station_events_t events);
-    kest_result_t switch_test(AfqtCmdEnum state, uint8_t file_index);
+    kest_result_t switch_test(AfqtCmdEnum state, uint8_t file_index, uint16_t service);
     void on_message(const kest_event_t& event);
     void on_notice(const kest_event_t& event);
 

@@ -197,7 +197,8 @@ void TestWatch::on_error_state()
 
 void TestWatch::on_notice(const afqt_on_off_cmd_t& notice)
 {
-    if (notice.switch_state == kAfqtDone && notice.file_index == index_ && under_way_) report_.list_flown = true;
+    const bool ours = !index_ || notice.file_index == *index_;
+    if (notice.switch_state == kAfqtDone && ours && under_way_) report_.list_flown = true;
 }
 
 void TestWatch::on_time(uint64_t now_us)
@@ -209,7 +210,7 @@ void TestWatch::on_time(uint64_t now_us)
         return;
     }
     end(test_outcome::silent, "the heartbeats stopped",
-        "A missing motion list ends the service: look for afqt_motion_cfg_" + std::to_string(index_) +
+        "A missing motion list ends the service: look for afqt_motion_cfg_" + (index_ ? std::to_string(*index_) : "N") +
             ".json in /tmp/SD0/factory_test, and restart the service.");
 }
 

@@ -40,8 +40,11 @@ struct test_report_t {
 
 class TestWatch {
 public:
-    // Boot time of the command, and which list it named.
-    TestWatch(uint64_t start_us, uint8_t file_index) : start_us_(start_us), heard_us_(start_us), index_(file_index) {}
+    // Boot time of the command, and which list it named; none: it is not known, and any will do.
+    TestWatch(uint64_t start_us, std::optional<uint8_t> file_index)
+        : start_us_(start_us), heard_us_(start_us), index_(file_index)
+    {
+    }
 
     // True when the heartbeat tells something new: state, motion or error.
     bool on_heartbeat(const afqt_heart_beat_t& beat, uint64_t now_us);
@@ -59,7 +62,7 @@ private:
 
     const uint64_t start_us_;
     uint64_t heard_us_;
-    const uint8_t index_;
+    const std::optional<uint8_t> index_;
     bool under_way_ = false;
     uint8_t last_flown_state_ = kStaMotionIdel;  // before the error state
     uint32_t error_beats_ = 0;

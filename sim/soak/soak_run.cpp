@@ -136,8 +136,8 @@ private:
     void open_station()
     {
         peers::bus_open_error_t error;
-        station_ = peers::TestStation::open({"", "factory", "station"},
-                                            {[this](const afqt_heart_beat_t& beat) { beat_ = beat; }, {}}, error);
+        station_ = peers::TestStation::open(
+            {"", "factory", "station"}, {[this](uint16_t, const afqt_heart_beat_t& beat) { beat_ = beat; }, {}}, error);
     }
 
     void launch()

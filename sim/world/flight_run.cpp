@@ -48,8 +48,8 @@ public:
         peers::bus_open_error_t error;
         controller_ = peers::FlightController::open_flying({"", "flight_controller", "fmu"}, {}, flight, {}, error);
         station_ = peers::TestStation::open({"", "factory", "station"},
-                                            {[this](const afqt_heart_beat_t& beat) { hear(beat); },
-                                             [this](const afqt_on_off_cmd_t& notice) { hear(notice); }},
+                                            {[this](uint16_t, const afqt_heart_beat_t& beat) { hear(beat); },
+                                             [this](uint16_t, const afqt_on_off_cmd_t& notice) { hear(notice); }},
                                             error);
         return controller_ && station_;
     }

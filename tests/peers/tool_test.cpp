@@ -140,7 +140,7 @@ TEST_F(Tool, EveryHelpHasAnExampleAndEveryExitCodeIsInTheGuide)
 {
     for (const char* command :
          {"", "version", "nfz", "nfz make", "nfz inspect", "nfz send", "nfz read", "tfr", "tfr make", "tfr inspect",
-          "tfr send", "tfr nearest", "fc", "bus", "bus watch", "bus stats", "demo"}) {
+          "tfr send", "tfr nearest", "fc", "fc log", "station", "bus", "bus watch", "bus stats", "demo"}) {
         expect(std::string(command) + " --help", exit_code::ok, "Example: ");
     }
     const std::string guide = file_text(TOOL_GUIDE);

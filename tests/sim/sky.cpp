@@ -63,8 +63,8 @@ Sky::Sky() : platform(sim::rules_t{})
     };
     peers::bus_open_error_t error_of_station;
     station = peers::TestStation::open({"", "factory", "station"},
-                                       {[this](const afqt_heart_beat_t& beat) { hears(beat); },
-                                        [this](const afqt_on_off_cmd_t& notice) { hears(notice); }},
+                                       {[this](uint16_t, const afqt_heart_beat_t& beat) { hears(beat); },
+                                        [this](uint16_t, const afqt_on_off_cmd_t& notice) { hears(notice); }},
                                        error_of_station);
 }
 

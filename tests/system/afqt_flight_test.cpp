@@ -61,8 +61,8 @@ protected:
         write_file("/tmp/SD0/factory_test/afqt/latest", text("7"));
         peers::bus_open_error_t error;
         station_ = peers::TestStation::open({"/usr/local/tarn/vela.json", "factory", "station"},
-                                            {[this](const afqt_heart_beat_t& beat) { hears(beat); },
-                                             [this](const afqt_on_off_cmd_t& notice) { hears(notice); }},
+                                            {[this](uint16_t, const afqt_heart_beat_t& beat) { hears(beat); },
+                                             [this](uint16_t, const afqt_on_off_cmd_t& notice) { hears(notice); }},
                                             error);
     }
 

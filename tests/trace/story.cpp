@@ -123,7 +123,7 @@ std::string tell_flight(const stage_t& stage)
     peers::bus_open_error_t error;
     const auto station =
         peers::TestStation::open({stage.routes, "factory", "station"},
-                                 {[&](const afqt_heart_beat_t& beat) {
+                                 {[&](uint16_t, const afqt_heart_beat_t& beat) {
                                       landed = landed || (state == kStaLanding && beat.afqt_state == kStaMotionIdel);
                                       if (beat.afqt_state != kStaErrSta) state = beat.afqt_state;
                                   },

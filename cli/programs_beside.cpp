@@ -1,4 +1,5 @@
-// vela fly: hands over to the program beside this one, which carries the virtual clock in place of the bus library.
+// vela fly and vela station hand over to programs beside this one: the first carries the virtual clock in place of the
+// bus library, the second a web server.
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,11 +13,11 @@
 
 namespace cli {
 
-exit_code hand_over_to_fly(const context_t& context, char** arguments)
+exit_code hand_over(const context_t& context, const std::string& name, char** arguments)
 {
     std::error_code error;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    std::string program = (self.parent_path() / "vela-fly").string();
+    std::string program = (self.parent_path() / ("vela-" + name)).string();
     std::vector<char*> words = {program.data()};
     while (*arguments != nullptr)
         words.push_back(*arguments++);
@@ -29,10 +30,10 @@ exit_code hand_over_to_fly(const context_t& context, char** arguments)
                             "It is built and installed beside this program."});
 }
 
-// For the list of commands.
-void add_fly_command(CLI::App& tool)
+void add_programs_beside(CLI::App& tool)
 {
     tool.add_subcommand("fly", "fly a motion list on a simulated aircraft in virtual time, once or many times");
+    tool.add_subcommand("station", "a live page for the factory floor: aircraft, states, stop button, last reports");
 }
 
 }  // namespace cli

@@ -1,0 +1,71 @@
+// What the factory floor looks like: every aircraft that was heard, its state and its last flights. Any thread.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "afqt_wire.h"
+#include "factory/test_watch.h"
+#include "failure.h"
+
+namespace cli {
+
+class Floor {
+public:
+    // Boot times are those of the bus.
+    void on_heartbeat(uint16_t from, const afqt_heart_beat_t& beat, uint64_t now_us);
+    void on_notice(uint16_t from, const afqt_on_off_cmd_t& notice);
+
+    // Time passes: aircraft fall silent.
+    void on_time(uint64_t now_us);
+
+    bool knows(uint16_t address) const;
+
+    // What a page shows, and the number of this picture of it; `seen` is the number of the last one. Waits for another
+    // until `patience_ms` have passed. None when closed.
+    struct picture_t {
+        uint64_t number;
+        json aircraft;
+    };
+    std::optional<picture_t> wait_for_news(uint64_t seen, uint32_t patience_ms) const;
+
+    // Ends all waits, for ever.
+    void close();
+
+private:
+    struct flight_t {
+        std::string outcome;
+        std::string what;
+        std::string next;
+        double seconds;
+    };
+    struct aircraft_t {
+        std::optional<peers::TestWatch> watch;  // of the flight that is under way, or was the last
+        afqt_heart_beat_t beat = {};
+        uint64_t heard_us = 0;
+        uint64_t state_since_us = 0;
+        uint64_t flight_since_us = 0;
+        bool silent = false;
+        std::vector<flight_t> flights;  // newest first
+    };
+
+    void changed();
+    void begin_flight_if_one_begins(aircraft_t& aircraft, const afqt_heart_beat_t& beat, uint64_t now_us);
+    void end_flight_if_one_ends(aircraft_t& aircraft, uint64_t now_us);
+    static json picture_of(uint16_t address, const aircraft_t& aircraft, uint64_t now_us);
+
+    mutable std::mutex mutex_;
+    mutable std::condition_variable news_;
+    // Guarded by the mutex.
+    std::map<uint16_t, aircraft_t> aircraft_;
+    uint64_t number_ = 1;
+    uint64_t now_us_ = 0;
+    bool closed_ = false;
+};
+
+}  // namespace cli
