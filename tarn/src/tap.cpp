@@ -16,7 +16,7 @@ static_assert(sizeof(tarn_tap_head_t) == 16 && offsetof(tarn_tap_head_t, boot_ti
 namespace tarn {
 namespace {
 
-constexpr int64_t RETRY_MS = 10;
+constexpr int64_t RETRY_MS = 100;
 
 bool has_left(int error)
 {

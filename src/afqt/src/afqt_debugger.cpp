@@ -104,7 +104,7 @@ void _afqt_log(const char* function, const char* fmt, ...)
 {
     FILE* file = afqt_log;
     if (file == nullptr) return;
-    char text[TEXT_SIZE] = {};
+    char text[TEXT_SIZE];
     va_list args;
     va_start(args, fmt);
     vsnprintf(text, sizeof text, fmt, args);
@@ -117,7 +117,7 @@ void afqt_printf(const char* fmt, ...)
 {
     FILE* file = afqt_log;
     if (file == nullptr) return;
-    char text[TEXT_SIZE] = {};
+    char text[TEXT_SIZE];
     va_list args;
     va_start(args, fmt);
     vsnprintf(text, sizeof text, fmt, args);
