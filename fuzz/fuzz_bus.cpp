@@ -12,9 +12,11 @@
 #include "flight_timer/flight_timer.h"
 #include "flight_v1/flight_v1.h"
 #include "flight_v1/flight_v1_wire.h"
+#include "fuzz_file.h"
 #include "nfz_data_upgrade/nfz_data_upgrade.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_data_file.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_session.h"
+#include "nfz_tfr/nfz_tfr.h"
 #include "scripted_platform.h"
 
 // The mount command would cost a process per step and decides nothing here.
@@ -24,13 +26,6 @@ extern "C" int system(const char*)
 }
 
 static ScriptedPlatform* platform;
-
-static void check(bool holds, const char* what)
-{
-    if (holds) return;
-    std::fprintf(stderr, "broken: %s\n", what);
-    std::abort();
-}
 
 // Bytes of the input, until there are none.
 class Input {
@@ -78,7 +73,7 @@ static void check_replies()
     for (const record_t& reply : platform->bus.replies) {
         const size_t size = reply.payload.size();
         const bool known = size == 61 || size == 30 || size == 3 || size == 71 || size == 5 || size == 1 || size == 6 ||
-                           size == 275 || (size > 5 && size <= 275);
+                           size == 18 || size == 275 || (size > 5 && size <= 275);
         check(known, "a reply of a known size");
     }
     platform->bus.replies.clear();
@@ -92,9 +87,9 @@ static void deliver(Input& input, uint8_t kind)
         uint16_t host;
         uint8_t set, id;
     } commands[] = {
-        {0x1105, 0x00, 0x01}, {0x1105, 0x03, 0xc1}, {0x1106, 0x00, 0x01}, {0x1106, 0x00, 0x07},
-        {0x1106, 0x00, 0x08}, {0x1106, 0x00, 0x09}, {0x1106, 0x00, 0x0a}, {0x1106, 0x00, 0x0b},
-        {0x1106, 0x00, 0x0c}, {0x1106, 0x1f, 0x11}, {0x1106, 0x03, 0xea},
+        {0x1105, 0x00, 0x01}, {0x1105, 0x03, 0xc1}, {0x1106, 0x00, 0x01}, {0x1106, 0x00, 0x07}, {0x1106, 0x00, 0x08},
+        {0x1106, 0x00, 0x09}, {0x1106, 0x00, 0x0a}, {0x1106, 0x00, 0x0b}, {0x1106, 0x00, 0x0c}, {0x1106, 0x1f, 0x11},
+        {0x1106, 0x03, 0xea}, {0x1105, 0x03, 0xcd}, {0x1105, 0x22, 0x48},
     };
     const auto& command = commands[kind % std::size(commands)];
     record_t record = {0x0200, command.host, command.set, command.id};
@@ -130,6 +125,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     api_init();
     dbi_init();
     upgrade_init();
+    tfr_init();
     return 0;
 }
 
