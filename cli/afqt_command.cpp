@@ -5,6 +5,8 @@
 #include <fstream>
 #include <memory>
 
+#include "afqt_check.h"
+#include "afqt_report.h"
 #include "afqt_run.h"
 #include "bus_access.h"
 #include "command.h"
@@ -22,6 +24,7 @@ struct options_t {
     uint8_t index = 0;
     std::string list;
     bool no_wait = false;
+    bool force = false;
     std::string directory = LOG_DIRECTORY;
 };
 
@@ -67,6 +70,7 @@ failure_t not_sent(kest_result_t result)
 
 exit_code start(const context_t& context, const options_t& options)
 {
+    if (!list_may_fly(context, list_path(options), options.force)) return exit_code::bad_input;
     failure_t failure;
     Waiter waiter;
     const uint64_t begin = peers::now_us();
@@ -183,8 +187,11 @@ void add_afqt_commands(CLI::App& tool, context_t& context)
     CLI::App* start_command =
         add(*group, context, "start", "fly a motion list and say how it ended", "vela afqt start 3", start, options);
     add_bus_options(*start_command, context, *options);
-    start_command->add_option("--list", options->list, "the same list on this machine, to count its motions");
+    start_command->add_option("--list", options->list,
+                              "the same list on this machine, to look through it and count its motions");
+    start_command->add_flag("--force", options->force, "switch on whatever is found in the list");
     start_command->add_flag("--no-wait", options->no_wait, "only switch it on");
+    add_afqt_check(*group, context);
     add_bus_options(*add(*group, context, "stop", "switch the test off", "vela afqt stop", stop, options), context,
                     *options);
     CLI::App* watch_command = add(*group, context, "watch", "show a test that somebody else switches",
@@ -194,6 +201,7 @@ void add_afqt_commands(CLI::App& tool, context_t& context)
     CLI::App* log_command =
         add(*group, context, "log", "show the newest log and tag file of a test", "vela afqt log", show_log, options);
     log_command->add_option("--directory", options->directory, "where they are")->capture_default_str();
+    add_afqt_report(*group, context);
 }
 
 }  // namespace cli

@@ -19,13 +19,15 @@ json position_json(const vela_tfr_gps& position)
 
 void add_tfr_commands(CLI::App& tool, context_t& context)
 {
-    CLI::App* group = tool.add_subcommand("tfr", "temporary flight restrictions: make, inspect, send, look around");
+    CLI::App* group =
+        tool.add_subcommand("tfr", "temporary flight restrictions: make, inspect, send, look around, draw");
     group->require_subcommand(1);
     group->footer("Example: vela tfr make areas.geojson -o tfr.bin && vela tfr send tfr.bin");
     add_tfr_make(*group, context);
     add_tfr_inspect(*group, context);
     add_tfr_send(*group, context);
     add_tfr_nearest(*group, context);
+    add_tfr_map(*group, context);
 }
 
 std::string unsound_text(const peers::tfr_report_t& report)

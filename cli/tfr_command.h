@@ -4,6 +4,7 @@
 #include "command.h"
 #include "files.h"
 #include "tfr_file/tfr_file.h"
+#include "tfr_selection.h"
 
 namespace cli {
 
@@ -11,12 +12,16 @@ void add_tfr_make(CLI::App& group, context_t& context);
 void add_tfr_inspect(CLI::App& group, context_t& context);
 void add_tfr_send(CLI::App& group, context_t& context);
 void add_tfr_nearest(CLI::App& group, context_t& context);
+void add_tfr_map(CLI::App& group, context_t& context);
 
 // What the service would do with a file that is not sound, and why.
 std::string unsound_text(const peers::tfr_report_t& report);
 
 // What the service would say to the file, as JSON; without its areas.
 json report_json(const peers::tfr_report_t& report);
+
+// The areas that the service would push to an aircraft there, as it selects them; degrees.
+tfr_info_t nearest_areas(const std::vector<vela_tfr_item_t>& areas, double latitude, double longitude);
 
 json area_json(const vela_tfr_item_t& area);
 

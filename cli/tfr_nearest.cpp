@@ -4,7 +4,6 @@
 
 #include "table.h"
 #include "tfr_command.h"
-#include "tfr_selection.h"
 
 namespace cli {
 namespace {
@@ -16,17 +15,6 @@ struct options_t {
     double latitude = 0;
     double longitude = 0;
 };
-
-tfr_info_t select(const std::vector<vela_tfr_item_t>& areas, const options_t& options)
-{
-    tfr_info_t selection;
-    tfr_selection_reset(&selection);
-    for (const vela_tfr_item_t& area : areas) {
-        const float distance = tfr_distance_to_edge(options.latitude * RADIANS, options.longitude * RADIANS, area);
-        tfr_selection_add(&selection, area, distance);
-    }
-    return selection;
-}
 
 std::string metres_text(float metres)
 {
@@ -73,7 +61,7 @@ exit_code run(const context_t& context, const options_t& options)
     if (!file) return report(context, failure);
     const peers::tfr_report_t found = peers::check_tfr_file(*file);
     if (!found.sound()) return report(context, {exit_code::bad_input, options.file + ": " + unsound_text(found)});
-    const tfr_info_t selection = select(found.areas, options);
+    const tfr_info_t selection = nearest_areas(found.areas, options.latitude, options.longitude);
     if (context.as_json) {
         print_result(result_json(options, found.areas.size(), selection));
     } else {
@@ -83,6 +71,15 @@ exit_code run(const context_t& context, const options_t& options)
 }
 
 }  // namespace
+
+tfr_info_t nearest_areas(const std::vector<vela_tfr_item_t>& areas, double latitude, double longitude)
+{
+    tfr_info_t selection;
+    tfr_selection_reset(&selection);
+    for (const vela_tfr_item_t& area : areas)
+        tfr_selection_add(&selection, area, tfr_distance_to_edge(latitude * RADIANS, longitude * RADIANS, area));
+    return selection;
+}
 
 void add_tfr_nearest(CLI::App& group, context_t& context)
 {

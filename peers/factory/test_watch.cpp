@@ -11,21 +11,6 @@ constexpr uint64_t BEAT_PATIENCE_US = 5'000'000;
 // The runner shows its error state also for the one tick after a landing; a real error stays.
 constexpr uint32_t ERROR_BEATS = 2;
 
-// The heartbeat does not carry the runner's own errors: where it was tells what can have gone wrong.
-std::string cause_of(uint8_t state)
-{
-    switch (state) {
-        case kStaTakeoff:
-            return "the list was refused, or the aircraft did not take off";
-        case kStaReqApi:
-            return "the flight controller did not grant external control";
-        case kStaMotionListRun:
-            return "a motion of the list was refused";
-        default:
-            return "the service gave up";
-    }
-}
-
 }  // namespace
 
 const char* outcome_name(test_outcome outcome)
@@ -106,6 +91,20 @@ const char* test_error_text(uint8_t code)
             return "a motion is not valid";
         default:
             return "unknown error";
+    }
+}
+
+const char* failure_text(uint8_t state)
+{
+    switch (state) {
+        case kStaTakeoff:
+            return "the list was refused, or the aircraft did not take off";
+        case kStaReqApi:
+            return "the flight controller did not grant external control";
+        case kStaMotionListRun:
+            return "a motion of the list was refused";
+        default:
+            return "the service gave up";
     }
 }
 
@@ -191,7 +190,7 @@ void TestWatch::on_idle(uint64_t now_us)
 void TestWatch::on_error_state()
 {
     if (error_beats_ < ERROR_BEATS || report_.list_flown) return;
-    end(test_outcome::failed, cause_of(last_flown_state_),
+    end(test_outcome::failed, failure_text(last_flown_state_),
         "`vela afqt log` shows the service's log. Switch the test off before the next one: `vela afqt stop`.");
 }
 

@@ -27,6 +27,9 @@ const char* test_error_text(uint8_t code);    // for example "the motion list do
 const char* motion_text(uint8_t id);          // for example "step"
 const char* control_loop_text(uint8_t loop);  // for example "attitude x"; empty for none
 
+// What can have gone wrong in that state: the heartbeat does not carry the runner's own errors.
+const char* failure_text(uint8_t state);
+
 struct test_report_t {
     test_outcome outcome = test_outcome::running;
     std::string what;  // one sentence; empty while it runs

@@ -1,8 +1,35 @@
 #include "flight_controller/loop_response.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace peers {
+namespace {
+
+// A model step earlier.
+frequency_response_t before(double hz)
+{
+    return std::polar(1.0, -2 * std::numbers::pi * hz * STEP_S);
+}
+
+frequency_response_t sum(double hz)
+{
+    return STEP_S / (1.0 - before(hz));
+}
+
+frequency_response_t motors(double hz)
+{
+    const double kept = std::exp(-STEP_S / MOTOR_LAG_S);
+    return (1 - kept) / (1.0 - kept * before(hz));
+}
+
+// The loop looks at the value that the step before left.
+frequency_response_t closed(const frequency_response_t& open, double hz)
+{
+    return open / (1.0 + open * before(hz));
+}
+
+}  // namespace
 
 double rate_step_response(const cascade_gains_t& gains, double time)
 {
@@ -39,6 +66,32 @@ double speed_step_response(double time)
 double climb_acceleration_step_response(double time)
 {
     return time <= 0 ? 0 : 1 - std::exp(-time / MOTOR_LAG_S);
+}
+
+frequency_response_t rate_frequency_response(const cascade_gains_t& gains, double hz)
+{
+    return closed(gains.inner * motors(hz) * sum(hz), hz);
+}
+
+frequency_response_t angle_frequency_response(const cascade_gains_t& gains, double hz)
+{
+    return closed(gains.outer * rate_frequency_response(gains, hz) * sum(hz), hz);
+}
+
+// The thrust points where the tilt was a step before.
+frequency_response_t speed_frequency_response(double hz)
+{
+    return closed(SPEED_GAIN * angle_frequency_response(TILT_GAINS, hz) * before(hz) * sum(hz), hz);
+}
+
+frequency_response_t position_frequency_response(double hz)
+{
+    return closed(POSITION_GAIN * speed_frequency_response(hz) * sum(hz), hz);
+}
+
+frequency_response_t climb_acceleration_frequency_response(double hz)
+{
+    return motors(hz);
 }
 
 }  // namespace peers

@@ -40,20 +40,11 @@ position offset(const position& base, std::array<float, 2> metres)
     return found;
 }
 
-TEST(GpsDistance, OfKnownLegsTheShortWayAcrossTheDateLine)
+TEST(GpsDistance, TakesTheShortWayAcrossTheDateLineAndRefusesWhatIsNotOnEarth)
 {
-    const leg east = distance({0, 0.001}, {0, 0});
-    EXPECT_FLOAT_EQ(east.metres, 6378.137f);
-    EXPECT_THAT(east.component, ElementsAre(0.0f, 6378.137f));
-    const leg north_west = distance({0.50001, 0.99998}, {0.5, 1.0});
-    EXPECT_THAT(north_west.component,
-                ElementsAre(testing::FloatNear(63.78137f, 1e-4f), testing::FloatNear(-127.56274f * cosf(0.5f), 1e-4f)));
     EXPECT_EQ(distance({0, -3.14}, {0, 3.14}).component[1], static_cast<float>((-6.28 + two_pi) * radius));
     EXPECT_EQ(distance({0, 3.14}, {0, -3.14}).component[1], static_cast<float>((6.28 - two_pi) * radius));
-}
-
-TEST(GpsDistance, RefusesWhatIsNotOnEarthWithTheBoundsInSinglePrecision)
-{
+    // The bounds are in single precision.
     const double pole = 1.5707963705062866;
     EXPECT_GE(distance({pole, pi}, {-pole, -pi}).metres, 0);
     for (const position& wrong :

@@ -14,26 +14,13 @@
 
 namespace {
 
-// Functions of one array of numbers, of which the first may have to be made quaternions of unit length.
+// Functions of one array of numbers, of which the first may have to be made quaternions of unit length. One that has no
+// answer leaves what stands there.
 struct function {
     const char* name;
     size_t unit_quaternions, out;
     void (*call)(float* out, const float* in);
 };
-
-// A function that returns 0 when it has written its N numbers.
-template <auto Function, size_t N>
-void answer(float* out, const float* in)
-{
-    if (Function(out, in) != 0) std::fill(out, out + N, 0.0f);
-}
-
-// The same for a function of two arrays, the second of them N1 numbers behind the first.
-template <auto Function, size_t N1, size_t N = N1>
-void pair_answer(float* out, const float* in)
-{
-    if (Function(out, in, in + N1) != 0) std::fill(out, out + N, 0.0f);
-}
 
 template <auto Function, size_t N>
 void in_place(float* out, const float* in)
@@ -55,10 +42,10 @@ const function functions[] = {
     {"dcm_to_euler", 0, 3, dcm_to_euler},
     {"axis_angle_to_quat", 0, 4, axis_angle_to_quat},
     {"tilt_torsion_to_quat", 0, 4, tilt_torsion_to_quat},
-    {"quat_inverse", 0, 4, answer<quat_inverse, 4>},
-    {"matrix2f_inverse", 0, 4, answer<matrix2f_inverse, 4>},
-    {"matrix3f_inverse", 0, 9, answer<matrix3f_inverse, 9>},
-    {"matrix3f_cholesky", 0, 9, answer<matrix3f_cholesky, 9>},
+    {"quat_inverse", 0, 4, [](float* out, const float* in) { quat_inverse(out, in); }},
+    {"matrix2f_inverse", 0, 4, [](float* out, const float* in) { matrix2f_inverse(out, in); }},
+    {"matrix3f_inverse", 0, 9, [](float* out, const float* in) { matrix3f_inverse(out, in); }},
+    {"matrix3f_cholesky", 0, 9, [](float* out, const float* in) { matrix3f_cholesky(out, in); }},
     {"dcm_orthonormalize", 0, 9, in_place<dcm_orthonormalize, 9>},
     {"quat_normalize", 0, 4, in_place<quat_normalize, 4>},
     {"vec2f_normalize", 0, 2, in_place<vec2f_normalize, 2>},
@@ -68,8 +55,8 @@ const function functions[] = {
     {"quat_inv_rotate_vec3f", 1, 3, [](float* out, const float* in) { quat_inv_rotate_vec3f(out, in, in + 4); }},
     {"quat_angle_between", 2, 1, [](float* out, const float* in) { out[0] = quat_angle_between(in, in + 4); }},
     {"euler_rate_to_body_rate", 0, 3, [](float* out, const float* in) { euler_rate_to_body_rate(out, in, in + 3); }},
-    {"body_rate_to_euler_rate", 0, 3, pair_answer<body_rate_to_euler_rate, 3>},
-    {"matrix2f_solve", 0, 2, pair_answer<matrix2f_solve, 4, 2>},
+    {"body_rate_to_euler_rate", 0, 3, [](float* out, const float* in) { body_rate_to_euler_rate(out, in, in + 3); }},
+    {"matrix2f_solve", 0, 2, [](float* out, const float* in) { matrix2f_solve(out, in, in + 4); }},
     {"convert_vec2f", 0, 2,
      [](float* out, const float* in) { convert_vec2f_from_refA_to_refB(out, in, in[2], in[3]); }},
     {"float_constrain", 0, 1, [](float* out, const float* in) { out[0] = float_constrain(in[0], in[1], in[2]); }},

@@ -97,6 +97,21 @@ TEST_F(Tool, RestrictionsGoThroughTheToolByteForByte)
     expect("tfr nearest " + file + " -48 -11.5", exit_code::ok, "at -48.000000, -11.500000");
 }
 
+TEST_F(Tool, MapsCarryTheAreasAndWhatIsNearest)
+{
+    const std::string page = bus.path("map.html");
+    expect("tfr map " SAMPLE_AREAS " --geojson -o " + page + " --at 48.137154 11.576124", exit_code::ok, "6 areas");
+    const std::string text = file_text(page);
+    const size_t begin = text.find(R"(id="data">)") + 10;
+    const json map = json::parse(text.substr(begin, text.find("</script>", begin) - begin));
+    ASSERT_EQ(map["areas"].size(), 6u);
+    EXPECT_EQ(map["areas"][0]["place"], 1);
+    EXPECT_NEAR(map["areas"][0]["distance"].get<double>(), -849, 1);
+    EXPECT_FALSE(map["areas"][1].contains("place")) << "the sixth";
+    expect("tfr map " SAMPLE_AREAS " -o " + page, exit_code::bad_input, "--geojson");
+    expect("tfr map " SAMPLE_AREAS " --geojson -o /no/such/folder/x", exit_code::output);
+}
+
 TEST_F(Tool, SendsRestrictionsOnce)
 {
     TfrKeeper service(bus);
@@ -138,9 +153,9 @@ TEST_F(Tool, RestrictionsThatAreNoneAreSaidAndWriteNothing)
 
 TEST_F(Tool, EveryHelpHasAnExampleAndEveryExitCodeIsInTheGuide)
 {
-    for (const char* command :
-         {"", "version", "nfz", "nfz make", "nfz inspect", "nfz send", "nfz read", "tfr", "tfr make", "tfr inspect",
-          "tfr send", "tfr nearest", "fc", "fc log", "station", "bus", "bus watch", "bus stats", "demo"}) {
+    for (const char* command : {"",    "version",  "nfz",         "nfz make", "nfz inspect", "nfz send",  "nfz read",
+                                "tfr", "tfr make", "tfr inspect", "tfr send", "tfr nearest", "tfr map",   "afqt report",
+                                "fc",  "fc log",   "station",     "bus",      "bus watch",   "bus stats", "demo"}) {
         expect(std::string(command) + " --help", exit_code::ok, "Example: ");
     }
     const std::string guide = file_text(TOOL_GUIDE);

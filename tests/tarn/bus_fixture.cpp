@@ -153,6 +153,7 @@ kest_result_t endpoint::on_record(kest_event_client_t client, const kest_event_t
 {
     auto& me = *static_cast<endpoint*>(self);
     if (me.on_request_ && (event->attrib & REPLY) == 0) me.on_request_(client, *event);
+    if (!me.keeps_mail) return 0;
     const std::lock_guard lock(me.mutex_);
     me.mail_.push_back(*event);
     me.arrived_.notify_all();

@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <tarn_host.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -110,6 +111,8 @@ public:
     kest_event_t take();
     size_t waiting();
     uint64_t counter(uint32_t which) const;  // as others read it from the file
+
+    std::atomic<bool> keeps_mail = true;  // the mailbox takes heap
 
 private:
     static kest_result_t on_record(kest_event_client_t client, const kest_event_t* event, void* self);

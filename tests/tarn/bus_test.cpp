@@ -124,25 +124,6 @@ TEST(Sending, FindsAPeerThatWasRestartedWithinTheCall)
     EXPECT_EQ(app.counter(TARN_CONNECTS_OUT), 3u);
 }
 
-TEST(Sending, ManyThreadsAtOnceLoseNothing)
-{
-    constexpr uint16_t THREADS = 4;
-    constexpr uint16_t EACH = 500;
-    const bus on;
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
-    in_threads(THREADS, [&app](uint16_t thread) {
-        for (uint16_t n = 0; n < EACH;) {
-            if (app.send(record(SERVICE, message(0, thread), 64, 0, n)) == 0) ++n;
-        }
-    });
-    uint16_t next[THREADS] = {};
-    for (int i = 0; i < THREADS * EACH; ++i) {
-        const kest_event_t event = service.take();
-        ASSERT_EQ(event.seq_id, next[event.msg_id]++) << "order within one sender";
-    }
-}
-
 TEST(Receiving, AFloodDoesNotHoldBackTheOthers)
 {
     const bus on;

@@ -37,41 +37,27 @@ protected:
     endpoint app{on, APP};
 };
 
-TEST_F(Hostile, RecordsOfEveryLengthAreTakenOrCloseTheirConnection)
+TEST_F(Hostile, RecordsOfAnyLengthAreTakenOrCloseTheirConnection)
 {
-    uint8_t bytes[1100] = {};
-    for (uint32_t size = 0; size <= sizeof bytes; ++size) {
-        kest_event_t event = record(SERVICE, message(0, 1));
-        event.msg_len = size - std::min<uint32_t>(size, KEST_EVENT_HEAD_SIZE);
-        std::memcpy(bytes, &event, KEST_EVENT_HEAD_SIZE);
-        const raw_peer peer(on, SERVICE, APP);
-        ASSERT_TRUE(peer.send(bytes, size));
-        if (size >= KEST_EVENT_HEAD_SIZE && size <= KEST_EVENT_SIZE)
-            ASSERT_EQ(service.take().msg_len, event.msg_len);
-        else
-            ASSERT_TRUE(peer.is_closed()) << size;
-    }
-    EXPECT_EQ(service.counter(TARN_CLOSED_SHORT), 16u);
-    EXPECT_EQ(service.counter(TARN_CLOSED_LONG), 76u);
-    EXPECT_THAT(console.text(), HasSubstr("0x1105 closed a connection of 0x0200 (user " + std::to_string(::getuid()) +
-                                          "): a record of less than 16 bytes"));
-}
-
-TEST_F(Hostile, ARecordThatLiesAboutItsLengthClosesItsConnection)
-{
-    uint64_t lies = 0;
-    for (const uint32_t size : {16u, 17u, 100u, 1024u}) {
-        for (const uint32_t claimed : {0u, 1u, 83u, 85u, 1007u, 1008u, 1009u, 0x80000000u, 0xffffffffu}) {
-            if (claimed == size - 16) continue;
+    for (uint32_t size = 0; size <= 1100; ++size) {
+        for (const uint32_t lie : {0u, 1u, 0x80000000u, 0xffffffffu}) {  // about the length, added to it
             kest_event_t event = record(SERVICE, message(0, 1));
-            event.msg_len = claimed;
+            event.msg_len = size - std::min<uint32_t>(size, KEST_EVENT_HEAD_SIZE) + lie;
+            uint8_t bytes[1100] = {};
+            std::memcpy(bytes, &event, KEST_EVENT_HEAD_SIZE);
             const raw_peer peer(on, SERVICE, APP);
-            ASSERT_TRUE(peer.send(&event, size));
-            ASSERT_TRUE(peer.is_closed()) << claimed << " of " << size;
-            ++lies;
+            ASSERT_TRUE(peer.send(bytes, size));
+            if (lie == 0 && size >= KEST_EVENT_HEAD_SIZE && size <= KEST_EVENT_SIZE)
+                ASSERT_EQ(service.take().msg_len, event.msg_len);
+            else
+                ASSERT_TRUE(peer.is_closed()) << size << " and " << lie;
         }
     }
-    EXPECT_EQ(service.counter(TARN_CLOSED_LENGTH), lies);
+    EXPECT_EQ(service.counter(TARN_CLOSED_SHORT), 4 * 16u);
+    EXPECT_EQ(service.counter(TARN_CLOSED_LONG), 4 * 76u);
+    EXPECT_EQ(service.counter(TARN_CLOSED_LENGTH), 3 * 1009u);
+    EXPECT_THAT(console.text(), HasSubstr("0x1105 closed a connection of 0x0200 (user " + std::to_string(::getuid()) +
+                                          "): a record of less than 16 bytes"));
 }
 
 TEST_F(Hostile, AnythingButAHelloFirstClosesTheConnection)
@@ -113,9 +99,6 @@ TEST_F(Hostile, PeersThatLeaveWithoutAWordCostNothing)
         const raw_peer peer(on, SERVICE);
     EXPECT_TRUE(soon([this] { return service.counter(TARN_CONNECTS_IN) == 1001; }));
     EXPECT_EQ(service.counter(TARN_CLOSED_BAD_HELLO), 0u);
-    const int fd = ::dup(STDIN_FILENO);
-    EXPECT_TRUE(soon([fd] { return fd < 100; })) << "descriptors leak";
-    ::close(fd);
 }
 
 }  // namespace

@@ -88,3 +88,11 @@ texts_t AfqtFlight::flown()
     std::erase_if(texts, [](const std::string& text) { return text.ends_with(": "); });
     return texts;
 }
+
+void AfqtFlight::expect_after(int ticks, uint8_t state, const texts_t& messages, std::source_location where)
+{
+    const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()), "");
+    tick(ticks);
+    EXPECT_EQ(ext(), state);
+    EXPECT_EQ(flown(), messages);
+}

@@ -11,32 +11,25 @@ TEST_F(AfqtFlight, GoesFromTheGroundIntoTheAirUnderControl)
     is_in(1);
     db.drone_fsm = DRONE_ON_GND;
     switched(1);
-    tick();
-    EXPECT_EQ(ext(), 7);
+    expect_after(1, 7, {});
     EXPECT_THAT(printed(), AllOf(HasSubstr("[new afqt] ext_event_cmd_on \r\n"), HasSubstr("file open success")));
-    tick();
-    EXPECT_EQ(ext(), 1);
+    expect_after(1, 1, {});
     EXPECT_THAT(printed(), HasSubstr("[new afqt] motion list load done \r\n[new afqt] process MainStaMotionRun entry  "
                                      "\r\n[new afqt] reset_run_list_sta  \r\n[afqt]list size is 2\r\n"));
-    tick();
+    expect_after(1, 1, {TAKEOFF});
     EXPECT_THAT(printed(), AllOf(HasSubstr("motion list init err_code 0 \r\n"), HasSubstr("curr_mode, 1\r\n")));
     is_in(10);
-    tick();
-    EXPECT_THAT(flown(), ElementsAre(TAKEOFF, TAKEOFF)) << "still, on the tick that sees the mode";
+    expect_after(1, 1, {TAKEOFF});  // still, on the tick that sees the mode
     db.drone_fsm = DRONE_IN_AIR;
-    tick(2);
-    EXPECT_EQ(ext(), 1) << "in the air, but not yet in a mode for it";
-    EXPECT_THAT(flown(), IsEmpty());
+    expect_after(2, 1, {});  // in the air, but not yet in a mode for it
     is_in(6);
     logged();
     printed();
-    tick();
-    EXPECT_EQ(ext(), 2);
+    expect_after(1, 2, {TAKE_CONTROL, HOLD_STILL});
     EXPECT_THAT(printed(), AllOf(HasSubstr("***DRONE_IN_AIR***"), HasSubstr("**ReqApiMode  **")));
     EXPECT_THAT(logged(), Contains("event_in_air: event_in_air, 2, 6\r\n"));
-    gives_control();
-    EXPECT_EQ(ext(), 3);
-    EXPECT_THAT(flown(), ElementsAre(TAKE_CONTROL, HOLD_STILL, HOLD_STILL));
+    is_in(17);
+    expect_after(1, 3, {HOLD_STILL});
     EXPECT_THAT(printed(),
                 AllOf(HasSubstr("[1]req_api_mode    flight mode : 17, !!!!! \r\n"), HasSubstr(" sssss  \r")));
     tick(6);
@@ -50,48 +43,33 @@ TEST_F(AfqtFlight, ComesHomeAndLands)
     flies(4);
     flown();
     EXPECT_EQ(ext(), 3);
-    tick(100);
-    EXPECT_EQ(ext(), 4);
-    EXPECT_EQ(flown(), texts_t{SWEEP_STOP} + times(100, {HOLD_STILL}));
-    is_at(-9, -12);
-    tick();
-    EXPECT_THAT(flown(), ElementsAre("pro 89 02 00 | 0 0 0 0 | 4.8 6.4 | 0 0 | 0 0"));
+    expect_after(100, 4, texts_t{SWEEP_STOP} + times(100, {HOLD_STILL}));
     const struct {
         double north;
         uint8_t state;                               // on the next tick
     } distances[] = {{0, 4}, {0.21, 4}, {0.19, 6}};  // exactly 0 counts as none
     for (const auto& [north, state] : distances) {
         is_at(north, 0);
-        tick();
-        EXPECT_EQ(ext(), 4);
+        EXPECT_EQ(ext_after(1), 4);
         flown();
         printed();
-        tick();
-        EXPECT_EQ(ext(), state) << north;
+        EXPECT_EQ(ext_after(1), state) << north;
     }
     EXPECT_THAT(flown(), ElementsAre(HOLD_STILL, NOTICE));
     EXPECT_THAT(printed(), AllOf(HasSubstr("[afqt]WAITING_LANDING"), HasSubstr("[afqt]sen_msg success\r\n")));
     EXPECT_THAT(logged(), AllOf(Contains("run: [afqt]WAITING_LANDING"), Contains("run: [afqt]sen_msg success\r\n")));
-    tick(499);
-    EXPECT_EQ(count(flown(), HOLD_STILL), 499u);
-    tick(150);
-    EXPECT_EQ(flown(), times(150, {LAND})) << "landing is asked for without an end";
+    expect_after(499, 6, times(499, {HOLD_STILL, NOTICE}));
+    expect_after(150, 6, times(150, {LAND}));  // without an end
     is_in(33);
-    tick();
-    EXPECT_THAT(flown(), ElementsAre(LAND));
-    tick(1000);
-    EXPECT_THAT(flown(), IsEmpty());
-    EXPECT_EQ(ext(), 6);
+    expect_after(1, 6, {LAND});
+    expect_after(1000, 6, {});
     printed();
     db.drone_fsm = DRONE_MOTOR_OFF;
-    tick();
-    EXPECT_EQ(ext(), 9) << "done, for one tick";
-    tick(2);
-    EXPECT_EQ(ext(), 0);
+    expect_after(1, 9, {});  // done, for one tick
+    expect_after(2, 0, {GIVE_CONTROL});
     EXPECT_EQ(printed(),
               "[new afqt]landing done \r\n[new afqt] Landing exit  \r\n[new afqt]run done \r\n"
               "[new afqt] event_motion_done \r\n[new afqt] MainStaMotionRun exit  \r\n[new afqt] ext_event_reset \r\n");
-    EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL));
 }
 
 TEST_F(AfqtFlight, HeartbeatTellsTheMotion)
@@ -124,35 +102,24 @@ TEST_F(AfqtFlight, HeartbeatTellsTheMotion)
 TEST_F(AfqtFlight, TimesOutAfterFiveHundredTicks)
 {
     on();  // one of the 500
-    tick(499);
-    EXPECT_EQ(ext(), 1);
-    EXPECT_EQ(flown(), times(500, {TAKEOFF}));
-    tick();
-    EXPECT_EQ(ext(), 9) << "no take-off";
-    tick(100);
-    EXPECT_THAT(flown(), IsEmpty());
-    EXPECT_EQ(ext(), 9);
+    expect_after(499, 1, times(500, {TAKEOFF}));
+    expect_after(1, 9, {});  // no take-off
+    expect_after(100, 9, {});
     switched(2);
-    tick(2);
+    expect_after(2, 0, {GIVE_CONTROL});
 
     on();
     is_in(11);
-    tick(501);
-    EXPECT_EQ(ext(), 1);
-    tick();
-    EXPECT_EQ(ext(), 9) << "never in the air";
-    EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL, TAKEOFF, TAKEOFF));
+    expect_after(501, 1, {TAKEOFF, TAKEOFF});
+    expect_after(1, 9, {});  // never in the air
     switched(2);
-    tick(2);
+    expect_after(2, 0, {GIVE_CONTROL});
 
     on();
     takes_off();
     flown();
-    tick(499);
-    EXPECT_EQ(ext(), 2);
-    EXPECT_EQ(flown(), times(499, {TAKE_CONTROL, HOLD_STILL}));
-    tick();
-    EXPECT_EQ(ext(), 9) << "no control";
+    expect_after(499, 2, times(499, {TAKE_CONTROL, HOLD_STILL}));
+    EXPECT_EQ(ext_after(1), 9) << "no control";
 }
 
 // Lists that are refused: on the ground, or in the air once the first motion is flown.
@@ -165,16 +132,11 @@ TEST_F(AfqtFlight, RefusedListsEndInTheErrorState)
         has_list(list);
         switched(1);
         printed();
-        tick(2);
-        EXPECT_EQ(ext(), 1);
+        expect_after(2, 1, {});
         EXPECT_EQ(printed().find("cur_motion_type is motion_repeat") != std::string::npos, list == lists[4]);
-        tick(11);
-        EXPECT_EQ(ext(), 9);
-        EXPECT_THAT(flown(), IsEmpty());
+        expect_after(11, 9, {});
         switched(2);
-        tick(2);
-        EXPECT_THAT(flown(), ElementsAre(GIVE_CONTROL));
-        EXPECT_EQ(ext(), 0);
+        expect_after(2, 0, {GIVE_CONTROL});
     }
     db.gps_ctrl_level = 2;
     for (const std::string& second : {hover(0), motion("kRtl")}) {
@@ -186,9 +148,7 @@ TEST_F(AfqtFlight, RefusedListsEndInTheErrorState)
         logged();
         gives_control();
         EXPECT_EQ(ext(), 3);
-        tick();
-        EXPECT_EQ(ext(), 9);
-        EXPECT_THAT(flown(), ElementsAre(HOLD_STILL, SWEEP_STOP)) << "timed since the list was checked: done";
+        expect_after(1, 9, {HOLD_STILL, SWEEP_STOP});  // timed since the list was checked: done
         const auto failed = Contains(EndsWith("[afqt]motion init fail: 1 \r\n"));
         EXPECT_THAT(logged(), failed.Times(second == motion("kRtl") ? 1 : 0));
         switched(2);

@@ -37,13 +37,10 @@ TEST_F(AfqtFlight, RunsAreAlike)
         tick(ending.more_ticks);
         switched(2);
         flown();
-        tick();
         const bool on_the_way = ending.stations > 2 && ending.stations < 4;
         const texts_t end = on_the_way ? texts_t{SWEEP_STOP, GIVE_CONTROL} : texts_t{GIVE_CONTROL};
-        EXPECT_EQ(flown(), ending.stations < 6 ? end : texts_t{});
-        EXPECT_EQ(ext(), 0);
-        tick(2);
-        EXPECT_THAT(flown(), IsEmpty());
+        expect_after(1, 0, ending.stations < 6 ? end : texts_t{});
+        expect_after(2, 0, {});
         flies(6);
         EXPECT_EQ(flown(), wanted);
     }
@@ -54,25 +51,20 @@ TEST_F(AfqtFlight, CommandsWaitForAStateThatTakesThem)
     switched(2);
     tick(10);
     switched(1);
-    tick();
-    EXPECT_EQ(ext(), 7) << "the newer one";
+    EXPECT_EQ(ext_after(1), 7) << "the newer one";
     switched(2);
-    tick();
-    EXPECT_EQ(ext(), 1);
-    tick();
-    EXPECT_EQ(ext(), 0);
+    EXPECT_EQ(ext_after(1), 1);
+    EXPECT_EQ(ext_after(1), 0);
     on();
     switched(1);  // during a run: it starts the next one
-    tick(20);
-    EXPECT_EQ(ext(), 1);
+    EXPECT_EQ(ext_after(20), 1);
     takes_off();
     gives_control();
     flies_list();
     flies_home();
     lands();
     EXPECT_EQ(ext(), 0);
-    tick();
-    EXPECT_EQ(ext(), 7);
+    EXPECT_EQ(ext_after(1), 7);
 }
 
 // What a repeat makes of [A, repeat, B]: A's ticks and B's, as frames.
@@ -150,15 +142,11 @@ TEST_F(AfqtFlight, WithoutAFixTheStartPointIsZero)
     flown();
     db.drone_gps[0] = -3e-6;  // 19 m from there
     db.drone_gps[1] = 0;
-    tick();
-    EXPECT_THAT(flown(), ElementsAre("pro 89 02 00 | 0 0 0 0 | 8 0 | 0 0 | 0 0"));
+    expect_after(1, 4, {"pro 89 02 00 | 0 0 0 0 | 8 0 | 0 0 | 0 0"});
     db.drone_gps[0] = NAN;
-    tick();
-    EXPECT_THAT(flown(), ElementsAre(HOLD_STILL));
-    EXPECT_EQ(ext(), 4);
+    expect_after(1, 4, {HOLD_STILL});
     db.drone_gps[0] = 4;  // no position: a distance of -1 is below 0.2
-    tick(2);
-    EXPECT_EQ(ext(), 6);
+    EXPECT_EQ(ext_after(2), 6);
 }
 
 TEST_F(AfqtFlight, OrdinaryTicksUseNoHeap)

@@ -33,6 +33,11 @@ protected:
     void switched(uint8_t command, uint8_t index = 0);
     void tick(int count = 1);  // 20 ms each
     uint8_t ext() const;       // the state that the heartbeat reports
+    uint8_t ext_after(int ticks)
+    {
+        tick(ticks);
+        return ext();
+    }
 
     void is_in(uint8_t display_mode) { db.display_mode = display_mode; }
     void is_at(double north, double east);  // metres from home, with a usable fix

@@ -1,9 +1,11 @@
-// The database on the device: the check at the start, its head, the ranges that the flight controller reads.
+// The database on the device: the check at the start, its head and version, the ranges that the flight controller
+// reads.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "aircraft.h"
+#include "flight_version/flight_version.h"
 #include "nfz_data_upgrade/nfz_data_upgrade.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_database.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_file_digest.h"
@@ -115,23 +117,15 @@ protected:
         EXPECT_EQ(reply, bytes_t{code} + zeros(274));
     }
 
-    const bytes_t file = database({5, 6, 7, 8}, 1000);
+    const bytes_t file = database({5, 6, 7, 8}, 66'000);
 };
 
-TEST_F(Database, RangesAreServedByteByByte)
+TEST_F(Database, RangesAndRefusalsInTheirOrder)
 {
-    for (const auto& [address, length] : std::initializer_list<std::pair<uint32_t, uint32_t>>{
-             {0, 0}, {0, 1}, {0, 270}, {64, 16}, {730, 270}, {999, 1}, {1000, 0}, {5000, 0}, {0xffffffff, 0}}) {
-        const bytes_t expected = bytes_t{0} + u32(address) + part(file, address, size_t{address} + length);
-        EXPECT_EQ(fc.reads(address, length), expected) << address << " " << length;
-    }
-}
-
-TEST_F(Database, RefusalsInTheirOrder)
-{
+    EXPECT_EQ(fc.reads(65'900, 50), bytes_t{0} + u32(65'900) + part(file, 65'900, 65'950)) << "behind 64 KiB";
     expect_refusal(range(0, 271), 5, "REQUIRE_TOO_LONG_DATA, require data len:271\n");
     expect_refusal(range(0, 0xffffffff), 5, "REQUIRE_TOO_LONG_DATA");
-    for (const auto& request : {range(990, 20), range(731, 270), range(1000, 1), range(0xffffffff, 1)})
+    for (const auto& request : {range(65'990, 20), range(65'731, 270), range(66'000, 1), range(0xffffffff, 1)})
         expect_refusal(request, 4, "DATA_LEN_READ_ERROR, read_len:");
     for (const size_t length : {0u, 8u, 10u, 275u})
         expect_refusal(bytes_t(length, 0xff), 2, "READ_FAIL_FOR_ERROR_DATA_LEN");
@@ -183,7 +177,7 @@ TEST_F(Database, PiecesAndDigestsOfFiles)
     EXPECT_EQ(read_nfz_data_file(DATABASE, 64, 3, bytes.data(), 3), 0);
     EXPECT_EQ(bytes, (bytes_t{5, 0, 0, '#'}));
     EXPECT_NE(read_nfz_data_file(DATABASE, 0, 4, bytes.data(), 3), 0);
-    EXPECT_NE(read_nfz_data_file(DATABASE, 998, 3, bytes.data(), 3), 0);
+    EXPECT_NE(read_nfz_data_file(DATABASE, 65'998, 3, bytes.data(), 3), 0);
     EXPECT_NE(read_nfz_data_file("/tmp/none", 0, 1, bytes.data(), 4), 0);
     EXPECT_TRUE(check_md5_is_same(digest.data(), 16, digest.data(), 16));
     EXPECT_FALSE(check_md5_is_same(digest.data(), 16, digest.data(), 15));
@@ -193,4 +187,42 @@ TEST_F(Database, PiecesAndDigestsOfFiles)
                       no_file = "ERROR: No such file or directory\n";
     EXPECT_THAT(log.texts(), ElementsAre(short_file, no_room, no_file, no_room, short_file, no_file, "md5 is same\n",
                                          "md5 is not same, len not equal\n", "md5 is not same, md5 not equal\n"));
+}
+
+class Version : public Aircraft {};
+
+TEST_F(Version, TellsServiceAndDatabase)
+{
+    service_starts();
+    shell("mount -o remount,rw /tmp/NFZ");
+    const bytes_t service = bytes_t{0, 0x01, 'u', 'n', 'k', 'n', 'o', 'w', 'n'} + zeros(9) + bytes_t{15, 0, 0, 0} +
+                            bytes_t{15, 0, 0, 0} + u32(5) + bytes_t{0};
+    const bytes_t narrowed = {0xf4, 0xff, 2, 1};
+    const char* const unread = "cannot read head from database, need update\n";
+    const char* const answered = "ack the version check\n";
+    const struct {
+        bytes_t file, database;
+        const char* output;
+        std::vector<std::string> texts;
+    } cases[] = {
+        {{}, zeros(30), "fw version:[0,0,0,0]\n", {unread, answered}},
+        {bytes_t(127, 9), zeros(30), "fw version:[0,0,0,0]\n", {unread, answered}},
+        {database({0x101, 0x202, 0x3ff, 0xfffffff4}),
+         zeros(17) + narrowed + narrowed + zeros(5),
+         "fw version:[1,2,255,244]\n",
+         {answered}},
+    };
+    for (const auto& [file, database, output, texts] : cases) {
+        write_file(DATABASE, file);
+        log.texts();
+        testing::internal::CaptureStdout();
+        const bytes_t reply = app.asks(FLIGHT, 0x00, 0x01, {0xff, 0xff});
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string("get flight version\n") + output);
+        EXPECT_EQ(reply, service + database);
+        EXPECT_EQ(log.texts("get_flight_version"), texts);
+    }
+    shell("rm " + std::string(DATABASE));
+    EXPECT_EQ(app.asks(FLIGHT, 0x00, 0x01, {}), service + zeros(30));
+    flight_v1_pack_t pack = {};
+    EXPECT_EQ(get_flight_version(&pack, nullptr, 1024), 0u);
 }
