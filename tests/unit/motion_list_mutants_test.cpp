@@ -248,7 +248,8 @@ bool MotionListMutants::attributes_are_as_said(const json& attribute)
 bool MotionListMutants::is_taken_otherwise(const mutant_t& mutant, size_t entries)
 {
     const MotionListVec& motions = reads(mutant.list.dump());
-    if (motions.size() != entries || !attributes_are_as_said(mutant.list["attribute"])) return true;
+    if (motions.size() != entries || !attributes_are_as_said(mutant.list.value("attribute", json::object())))
+        return true;
     for (AfqtMotionBase* motion : motions) {
         if (motion->check_valid() != MOTION_CFG_VALID) return true;
     }
