@@ -58,6 +58,14 @@ static std::vector<double> lateness_us(const TickTrack& track)
     return late;
 }
 
+static std::vector<double> cpu_us(const TickTrack& track)
+{
+    std::vector<double> cpu;
+    for (size_t i = 0; i < track.size(); ++i)
+        cpu.push_back(static_cast<double>(track[i].cpu_ns) / 1000);
+    return cpu;
+}
+
 static double p999(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
@@ -76,14 +84,15 @@ static void measure_tick(bench::report& report)
 {
     tick_probe_t* probe = make_tick_probe();
     const flight_figures_t flight = fly_well(1, probe);
-    std::vector<double> cpu;
-    for (size_t i = 0; i < probe->service.size(); ++i)
-        cpu.push_back(static_cast<double>(probe->service[i].cpu_ns) / 1000);
-    const bench::summary tick = bench::summarise(cpu);
+    const bench::summary tick = bench::summarise(cpu_us(probe->service));
+    const bench::summary bare_send = bench::summarise(cpu_us(probe->bare));
     const double ours = p999(lateness_us(probe->service));
     const double bare = p999(lateness_us(probe->bare));
     report.add({"afqt_flight", flight.seconds, "s", {}, {}});
+    report.add({"afqt_bare_send_cpu_median", bare_send.median, "us", {}, {}});
     report.add({"afqt_tick_cpu_median", tick.median, "us", {}, 30.0});
+    report.add(
+        {"afqt_tick_cpu_against_bare", tick.median - bare_send.median, "us", tick.median / bare_send.median, {}});
     report.add({"afqt_tick_cpu_p99", tick.p99, "us", {}, {}});
     report.add({"afqt_bare_late_p99.9", bare, "us", {}, {}});
     report.add({"afqt_tick_late_p99.9", ours, "us", ours / bare, {}});

@@ -3,6 +3,8 @@
 #include <kest_osal.h>
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +13,7 @@
 #include <thread>
 
 static constexpr uint64_t SECOND_NS = 1'000'000'000;
+static constexpr size_t STICK_RECORD_BYTES = 33;  // head and basic stick frame
 
 static tick_probe_t* s_probe;
 static kest_osal_timer_attrib_t s_watched;
@@ -51,15 +54,34 @@ static void watched_tick(void* param)
     s_probe->service.add(tick);
 }
 
+// One end of a socket whose other end is read as fast as anything comes.
+static int socket_with_a_reader()
+{
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
+    std::thread([reader = ends[1]] {
+        char record[STICK_RECORD_BYTES];
+        while (read(reader, record, sizeof record) > 0) {
+        }
+    }).detach();
+    return ends[0];
+}
+
 static void bare_thread(uint64_t first_ns, uint64_t period_ns, int priority)
 {
     const sched_param wanted = {.sched_priority = priority};
     pthread_setschedparam(pthread_self(), SCHED_FIFO, &wanted);  // granted or not, as for the timer
+    const int socket = socket_with_a_reader();
+    const char record[STICK_RECORD_BYTES] = {};
     for (uint64_t due = first_ns;; due += period_ns) {
         const timespec until = {static_cast<time_t>(due / SECOND_NS), static_cast<long>(due % SECOND_NS)};
         while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) != 0) {
         }
-        s_probe->bare.add({now_ns(CLOCK_MONOTONIC), 0});
+        tick_t tick = {now_ns(CLOCK_MONOTONIC), 0};
+        const uint64_t cpu = now_ns(CLOCK_THREAD_CPUTIME_ID);
+        if (send(socket, record, sizeof record, MSG_DONTWAIT) < 0) std::abort();
+        tick.cpu_ns = now_ns(CLOCK_THREAD_CPUTIME_ID) - cpu;
+        s_probe->bare.add(tick);
     }
 }
 

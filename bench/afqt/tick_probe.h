@@ -1,5 +1,6 @@
 // Looks over the shoulder of the flight test's timer: when each tick begins and what it costs. A bare thread with the
-// same schedule, half a period apart, shows what this machine gives anybody.
+// same schedule, half a period apart, that sends as much to a reader as one stick frame is, shows what this machine
+// gives anybody.
 #pragma once
 
 #include <atomic>
@@ -8,7 +9,7 @@
 
 struct tick_t {
     uint64_t begin_ns;  // CLOCK_MONOTONIC
-    uint64_t cpu_ns;    // of this thread; 0 for the bare one
+    uint64_t cpu_ns;    // of this thread: the whole tick, or the bare send
 };
 
 class TickTrack {
