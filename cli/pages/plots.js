@@ -32,8 +32,9 @@ function axis(label, size) {
   };
 }
 
-// `share` of the page's width; `least` height of the plot in the unit of its values. `series`: [{label, style, values}].
-function drawPlot(box, { x, series, xLabel, yLabel, height, share = 1, log = false, sync, range, least = 0 }) {
+// `share` of the page's width; `least` height of the plot in the unit of its values. `series`: [{label, style, values}]. `band`:
+// [lower, upper], grey behind them.
+function drawPlot(box, { x, series, band, xLabel, yLabel, height, share = 1, log = false, sync, range, least = 0 }) {
   const frame = document.createElement("div");
   frame.className = "plot";
   frame.setAttribute("role", "img");
@@ -48,8 +49,10 @@ function drawPlot(box, { x, series, xLabel, yLabel, height, share = 1, log = fal
     series: [
       { label: xLabel, value: (_, value) => number(value) },
       ...series.map((one) => ({ label: one.label, ...STYLES[one.style], points: { show: false }, value: (_, value) => number(value) })),
+      ...(band ? ["at most", "at least"].map((label) => ({ label, stroke: "#aaa", width: 0.5, points: { show: false }, value: (_, value) => number(value) })) : []),
     ],
-  }, [x, ...series.map((one) => one.values)], frame);
+    bands: band ? [{ series: [series.length + 1, series.length + 2], fill: "#00000016" }] : undefined,
+  }, [x, ...series.map((one) => one.values), ...(band ? [band[1], band[0]] : [])], frame);
   plots.push({ plot, share, height });
   return plot;
 }

@@ -144,6 +144,16 @@ function beside(sweep, other, name) {
   });
 }
 
+// What noise may make of a response: three standard deviations to either side.
+function noiseBand(response, name) {
+  if (name === "coherence") return undefined;
+  const away = response.deviation.map((one) => {
+    const part = 3 * Math.min(one, 0.3);
+    return name === "phase_deg" ? [-part * 180 / Math.PI, part * 180 / Math.PI] : [20 * Math.log10(1 - part), 20 * Math.log10(1 + part)];
+  });
+  return [0, 1].map((side) => response[name].map((value, at) => value + away[at][side]));
+}
+
 function drawSweep(sweep, title, other) {
   const block = make("div", "sweep-block", make("h3", "", title));
   section("sweeps").append(block);
@@ -158,7 +168,7 @@ function drawSweep(sweep, title, other) {
     if (other) series.push({ label: "2. flight", style: "otherValue", values: beside(sweep, other, name) });
     drawPlot(three, {
       x: sweep.response.hz, series, xLabel: "Hz", yLabel: label, height: 200, share: 0.33, log: true,
-      sync: title, range: name === "coherence" ? [0, 1.02] : undefined, least: 1,
+      sync: title, band: noiseBand(sweep.response, name), range: name === "coherence" ? [0, 1.02] : undefined, least: 1,
     });
   }
 }

@@ -59,15 +59,15 @@ json step_motion_json(const peers::step_motion_t& stepped)
 
 json response_json(const std::vector<peers::response_point_t>& points)
 {
-    json response = {{"hz", json::array()},
-                     {"magnitude_db", json::array()},
-                     {"phase_deg", json::array()},
-                     {"coherence", json::array()}};
+    json response = {{"hz", json::array()},        {"magnitude_db", json::array()}, {"phase_deg", json::array()},
+                     {"coherence", json::array()}, {"deviation", json::array()},    {"sure", json::array()}};
     for (const peers::response_point_t& point : points) {
         response["hz"].push_back(short_number(point.hz));
         response["magnitude_db"].push_back(short_number(point.magnitude_db(), 4));
         response["phase_deg"].push_back(short_number(point.phase_deg, 4));
         response["coherence"].push_back(short_number(point.coherence, 4));
+        response["deviation"].push_back(short_number(point.deviation, 3));
+        response["sure"].push_back(point.sure());
     }
     return response;
 }

@@ -21,8 +21,11 @@ struct response_point_t {
     std::complex<double> response;  // value by command
     double phase_deg = 0;           // without jumps from point to point; the first one from -180 to 180
     double coherence = 0;           // part of the value's power that the excitation explains, 0 to 1
+    double deviation = 0;           // standard deviation of the response by noise: part of its size, radians of phase
 
     double magnitude_db() const;
+    // Three deviations are 0.4 dB and 2.6 degrees.
+    bool sure() const { return deviation <= 0.015; }
 };
 
 // `segment` rows have one transform. Command and value are both compared with the excitation, so that noise which a
