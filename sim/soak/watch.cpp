@@ -39,6 +39,11 @@ bool is_service(uint16_t host)
     return host == HOST_FLIGHT_SERVICE || host == HOST_NFZ_UPGRADE;
 }
 
+bool is_app(uint16_t host)
+{
+    return host >> 8 == HOST_APP >> 8;
+}
+
 // Of every reply that the service gives.
 bool is_known_length(uint32_t length)
 {
@@ -72,7 +77,7 @@ void Watch::on_service_launched(uint64_t now_us)
 void Watch::on_service_killed()
 {
     asked_.reset();
-    hold_expected_ = false;
+    in_upgrade_ = app_asked_ = false;
     external_control_ = false;
     test_on_ = false;
 }
@@ -82,7 +87,8 @@ void Watch::on_received(uint16_t host, const kest_event_t& event)
     if (!is_service(host)) return;
     const bool wants_reply = ((event.attrib >> ATTRIB_NEED_ACK_SHIFT) & ATTRIB_NEED_ACK_MASK) != 0;
     asked_ = {host, event.peer_host, event.msg_id, event.seq_id, wants_reply, 0};
-    if (host == HOST_NFZ_UPGRADE && event.msg_id == ENTRY) requester_ = event.peer_host;
+    // Whoever asked last, even wrongly, decides whether the motors are held.
+    if (host == HOST_NFZ_UPGRADE && event.msg_id == ENTRY) expect_holding(in_upgrade_, is_app(event.peer_host));
     if (host == HOST_FLIGHT_SERVICE && event.msg_id == SWITCH && event.msg_len > 0 && event.msg_buf[0] == kAfqtOn)
         test_on_ = true;
 }
@@ -92,6 +98,14 @@ void Watch::on_handed_over(const handed_over_t& record, uint64_t now_us)
     if (!is_service(record.from.host)) return;
     if (record.kind == send_kind::reply) return on_reply(record);
     on_message(record, now_us);
+}
+
+void Watch::expect_holding(bool in_upgrade, bool app_asked)
+{
+    const bool expected = is_hold_expected();
+    in_upgrade_ = in_upgrade;
+    app_asked_ = app_asked;
+    if (!expected && is_hold_expected()) hold_since_us_ = 0;  // set by the next event
 }
 
 // A reply goes out within the handler of its request.
@@ -113,19 +127,17 @@ void Watch::on_reply(const handed_over_t& reply)
 }
 
 // Motors are held from an accepted entry of an app until a success, or until a first block is refused. A refused end
-// leaves nothing on the disk.
+// holds them as well, and leaves nothing on the disk.
 void Watch::on_upgrade_reply(uint32_t msg_id, uint8_t code)
 {
-    if (msg_id == ENTRY && code == 0) {
-        const bool app = requester_ && *requester_ >> 8 == HOST_APP >> 8;
-        if (app && !hold_expected_) hold_since_us_ = 0;  // set by the next event
-        hold_expected_ = app;
-    }
-    if (msg_id == DATA && (code == UPGRADE_RET_FIRST_SHORT || code == UPGRADE_RET_NOT_NEWER)) hold_expected_ = false;
+    if (msg_id == ENTRY && code == 0) expect_holding(true, app_asked_);
+    if (msg_id == DATA && (code == UPGRADE_RET_FIRST_SHORT || code == UPGRADE_RET_NOT_NEWER)) in_upgrade_ = false;
     if (msg_id != END) return;
-    if (code == UPGRADE_RET_OK) {
-        hold_expected_ = false;
-        check(is_a_database(), "I2: a database is accepted that nobody sent");
+    if (code != UPGRADE_RET_OK) {
+        expect_holding(true, app_asked_);
+    } else {
+        in_upgrade_ = false;
+        check(!judges_files_ || is_a_database(), "I2: a database is accepted that nobody sent");
     }
     struct stat info = {};
     const bool emptied = stat(DATABASE, &info) != 0 || info.st_size == 0;
@@ -168,14 +180,19 @@ void Watch::on_hold_order(bytes_view payload, uint64_t now_us)
     vela_fc_set_set_motor_ext_err_req order = {};
     std::memcpy(&order, payload.data(), std::min(payload.size(), sizeof order));
     const bool holds = order.motor_ext_err_status[0].status_to_set == MOTOR_DISABLE;
-    check(holds || !hold_expected_, "I4: the motors are released during an upgrade");
+    check(holds || !is_hold_expected(), "I4: the motors are released during an upgrade");
     if (holds) hold_since_us_ = now_us;
 }
 
 void Watch::on_event(uint64_t now_us)
 {
-    if (hold_since_us_ == 0) hold_since_us_ = now_us;
     check_file();
+    check_hold(now_us);
+}
+
+void Watch::on_event_but_files(uint64_t now_us)
+{
+    judges_files_ = false;
     check_hold(now_us);
 }
 
@@ -212,7 +229,8 @@ void Watch::check_file()
 
 void Watch::check_hold(uint64_t now_us)
 {
-    if (!hold_expected_) return;
+    if (hold_since_us_ == 0) hold_since_us_ = now_us;
+    if (!is_hold_expected()) return;
     check(now_us <= hold_since_us_ + HOLD_PERIOD_US + HOLD_SLACK_US, "I4: no order to hold the motors for 0.7 s");
 }
 

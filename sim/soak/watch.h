@@ -23,6 +23,8 @@ public:
 
     // After each event.
     void on_event(uint64_t now_us);
+    // The same for whoever judges the files' content on his own.
+    void on_event_but_files(uint64_t now_us);
 
     // The app is about to send it.
     void expect_database(const bytes_t& database) { databases_.push_back(database); }
@@ -53,14 +55,17 @@ private:
     void on_hold_order(bytes_view payload, uint64_t now_us);
     bool is_a_database() const;
     void check_file();
+    void expect_holding(bool in_upgrade, bool app_asked);
+    bool is_hold_expected() const { return in_upgrade_ && app_asked_; }
     void check_hold(uint64_t now_us);
 
     std::string broken_;
+    bool judges_files_ = true;
     std::vector<bytes_t> databases_;
-    std::optional<asked_t> asked_;       // the request that a client of the service works on
-    std::optional<uint16_t> requester_;  // of the last accepted entry
-    bool hold_expected_ = false;
-    uint64_t hold_since_us_ = 0;  // or when the last order to hold went out
+    std::optional<asked_t> asked_;  // the request that a client of the service works on
+    bool in_upgrade_ = false;       // from an accepted entry until a success or a refused first block
+    bool app_asked_ = false;        // the last entry, whatever came of it
+    uint64_t hold_since_us_ = 0;    // or when the last order to hold went out
     bool external_control_ = false;
     bool test_on_ = false;
     int64_t file_size_ = -1;

@@ -1,0 +1,35 @@
+// What the service has to answer to a delivery of restricted areas, and what has to be on the disk then: worked out on
+// its own, with a disk that takes everything.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+using bytes_t = std::vector<uint8_t>;
+
+class AreasModel {
+public:
+    bytes_t answer(const bytes_t& payload);  // 18 bytes to each request
+
+    void restarts();
+    void is_emptied() { file_.clear(); }  // by a reader that found it damaged
+
+    bool is_idle() const { return state_ == state_t::idle; }
+    uint16_t expected() const { return saved_ == 0 ? 0 : static_cast<uint16_t>(last_ + 1); }
+    const bytes_t& file() const { return file_; }
+
+private:
+    enum class state_t { idle, transfer, finish };
+
+    bytes_t start();
+    bytes_t fragment(const bytes_t& payload);
+    uint8_t take(uint16_t number, uint32_t total, const bytes_t& data);
+    bytes_t finish();
+    uint8_t judge() const;
+
+    bytes_t file_;
+    state_t state_ = state_t::idle;
+    uint16_t last_ = 0;
+    uint32_t saved_ = 0;
+    uint32_t total_ = 0;
+};

@@ -1,0 +1,389 @@
+// The flight test and its motion lists.
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cmath>
+#include <limits>
+
+#include "afqt_wire.h"
+#include "row.h"
+
+namespace {
+
+constexpr const char* LIST = "/tmp/SD0/factory_test/afqt_motion_cfg_0.json";
+constexpr const char* LOGS = "/tmp/blackbox/log/afqt";
+constexpr uint64_t FLIGHT_LIMIT_US = 300 * SECOND_US;
+constexpr uint64_t TICK_US = 20'000;
+
+std::string list_of(const std::vector<std::string>& motions)
+{
+    std::string list = R"({"attribute": {"motion_num": )" + std::to_string(motions.size()) + "}";
+    for (size_t i = 0; i < motions.size(); i++)
+        list += ", \"motion" + std::to_string(i) + "\": " + motions[i];
+    return list + "}";
+}
+
+std::string motion(const std::string& id, const std::string& keys)
+{
+    return R"({"motion_id": ")" + id + R"(", "para_cfg": {)" + keys + "}}";
+}
+
+const std::string HOVER = motion("kHover", R"("duration": 1)");
+const std::string STEP = motion("kStep", R"("repeat_times": 1, "intervals": 1, "loop_id": 4, "amp": 5)");
+
+void write_list(const std::string& text)
+{
+    write_file(LIST, bytes_t(text.begin(), text.end()));
+}
+
+// An aircraft, a station that switches the test, and what the heartbeats say.
+class TestFlight {
+public:
+    explicit TestFlight(Run& run, bool launches = true) : run_(run)
+    {
+        world().peer(STATION, [this](peers::BusEndpoint& endpoint) {
+            endpoint.on_request(SET_AFQT, CMD_ID_AFQT_MSG, [this](const kest_event_t& event) {
+                if (event.msg_len > 1 && event.msg_buf[0] == MSG_ID_HEART_BEAT) state_ = event.msg_buf[1];
+            });
+        });
+        world().controller_flies();
+        write_file("/tmp/EMMC/AFQT_ENABLE.txt", {});
+        write_list(list_of({HOVER}));
+        if (launches) launch();
+    }
+    ~TestFlight() { world().leaves(STATION); }
+    TestFlight(const TestFlight&) = delete;
+    TestFlight& operator=(const TestFlight&) = delete;
+
+    void launch()
+    {
+        world().launch();
+        const uint64_t before = pushed();
+        run_.expect(world().until([&] { return pushed() > before + 10; }, 15 * SECOND_US), "it does not subscribe");
+    }
+
+    void switches(uint8_t value) { sends({value, 0, 0}); }
+    void sends(const bytes_t& payload)
+    {
+        world().peer(STATION).send(HOST_FLIGHT_SERVICE, SET_AFQT, CMD_ID_AFQT_CMD, payload);
+    }
+    uint8_t state() const { return state_; }
+    bool reaches(uint8_t state, uint64_t limit_us = FLIGHT_LIMIT_US)
+    {
+        return world().until([&] { return state_ == state; }, limit_us);
+    }
+    // The state at its end: idle once it has begun, or error; or what it does when its time is up.
+    uint8_t flies()
+    {
+        switches(kAfqtOn);
+        run_.expect(world().until([&] { return state_ != kStaMotionIdel; }, 5 * SECOND_US), "the test does not begin");
+        world().until([&] { return state_ == kStaMotionIdel || state_ == kStaErrSta; }, FLIGHT_LIMIT_US);
+        // On the one tick between landed and idle the state is that of an error as well.
+        world().pass(1200'000);
+        return state_;
+    }
+    void is_switched_off()
+    {
+        switches(kAfqtOff);
+        world().pass(1500'000);  // heartbeats come once a second
+        run_.expect(reaches(kStaMotionIdel, 10 * SECOND_US), "it does not come back to idle");
+    }
+    // Whoever stands by lands what was left in the air.
+    void is_landed_by_hand()
+    {
+        const auto landed = [&] {
+            if (!in_air()) return true;
+            world().peer(STATION).send(FMU.host, SET_FLIGHT_CONTROLLER, CMD_ID_BASIC_CMD,
+                                       bytes_t{API_CMD_AUTO_LANDING});
+            world().pass(TICK_US);
+            return false;
+        };
+        run_.expect(world().until(landed, 200 * SECOND_US), "it cannot be landed");
+        world().pass(3 * SECOND_US);
+    }
+    bool in_air() { return world().controller().bags().state().fsm == 2; }
+
+    size_t count(uint8_t id) { return world().sent(HOST_FLIGHT_SERVICE, SET_FLIGHT_CONTROLLER, id).size(); }
+    size_t mode_requests(uint8_t value)
+    {
+        return world()
+            .sent([value](const seen_t& seen) {
+                return seen.head.from == HOST_FLIGHT_SERVICE && seen.id == CMD_ID_MISSION_ONOFF &&
+                       seen.payload[0] == value;
+            })
+            .size();
+    }
+    void expect_no_commands(uint64_t us, const std::string& when)
+    {
+        world().forget();
+        world().pass(us);
+        run_.expect(count(CMD_ID_CTRL_DATA) + count(CMD_ID_MISSION_ONOFF) + count(CMD_ID_BASIC_CMD) == 0,
+                    "it commands the aircraft " + when);
+    }
+    // The next good list is flown from end to end.
+    void expect_next_flies()
+    {
+        is_switched_off();
+        is_landed_by_hand();
+        write_list(list_of({HOVER}));
+        run_.expect(flies() == kStaMotionIdel && !in_air(), "the next list is not flown");
+    }
+
+private:
+    World& world() { return run_.world; }
+    uint64_t pushed() { return world().controller().bags().counts().pushed; }
+
+    Run& run_;
+    std::atomic<uint8_t> state_ = kStaMotionIdel;
+};
+
+// --- lists ---
+
+std::string mutated(Run& run, std::string list)
+{
+    static const std::vector<std::string> WORDS = {"1e999", "NaN",   "-1",  "null",       "true",       "[]",
+                                                   "{}",    "\"x\"", "256", "4294967296", "\"\\u0000\""};
+    switch (run.below(6)) {
+        case 0:
+            return list.substr(0, run.below(list.size()));
+        case 1:
+            return std::string(run.between(1, 100'000), '[');
+        case 2: {  // a value of another kind
+            const size_t colon = list.find(": ", run.below(list.size()));
+            const size_t ends = list.find_first_of(",}", colon);
+            return colon == std::string::npos
+                       ? ""
+                       : list.replace(colon + 2, ends - colon - 2, WORDS[run.below(WORDS.size())]);
+        }
+        case 3:
+            list[run.below(list.size())] = static_cast<char>(run.below(256));
+            return list;
+        case 4:
+            return list + list;
+        default:
+            return list.insert(run.below(list.size()), WORDS[run.below(WORDS.size())]);
+    }
+}
+
+void malformed_list(Run& run)
+{
+    TestFlight flight(run);
+    write_list(mutated(run, list_of({HOVER, STEP})));
+    run.inject();
+    const uint8_t end = flight.flies();
+    // A number may have become endless.
+    run.expect(end == kStaErrSta || end == kStaMotionIdel || end == kStaMotionListRun, "state " + std::to_string(end));
+    run.count(end == kStaErrSta ? "error" : end == kStaMotionIdel ? "flown" : "flies on");
+    flight.expect_next_flies();
+}
+
+// What a list may say that nobody would want to fly: each ends, or hovers until it is switched off.
+void hostile_values(Run& run)
+{
+    const auto repeat = [](int from, int to, int times) {
+        return motion("kRepeat", R"("start_num": )" + std::to_string(from) + R"(, "end_num": )" + std::to_string(to) +
+                                     R"(, "repeat_times": )" + std::to_string(times));
+    };
+    const struct {
+        const char* name;
+        std::vector<std::string> motions;
+        uint8_t state;
+    } lists[] = {
+        {"repeat first", {repeat(1, 1, 2), HOVER}, kStaErrSta},
+        {"no hover first", {motion("kHover", R"("duration": 0)")}, kStaErrSta},
+        {"repeats itself", {HOVER, repeat(2, 2, 3), HOVER}, kStaMotionIdel},
+        {"repeats name each other", {HOVER, repeat(3, 3, 2), repeat(2, 2, 2), HOVER}, kStaMotionIdel},
+        {"repeats nothing", {HOVER, repeat(200, 300, 2), HOVER}, kStaMotionIdel},
+        {"255 entries",
+         std::vector<std::string>(255, motion("kStep", R"("repeat_times": 1, "intervals": 0, "loop_id": 4)")),
+         kStaMotionIdel},
+        {"no intervals",
+         {HOVER, motion("kStep", R"("repeat_times": 255, "intervals": 0, "loop_id": 4)")},
+         kStaMotionIdel},
+        {"count 256", {HOVER, motion("kStep", R"("repeat_times": 256, "intervals": 1, "loop_id": 4)")}, kStaMotionIdel},
+        {"negative", {motion("kHover", R"("duration": -5)"), HOVER}, kStaMotionIdel},
+        {"no table", {HOVER, motion("kLine", R"("flight_dis": 5)")}, kStaErrSta},
+    };
+    const auto& list = lists[(run.seed() - 1) % std::size(lists)];
+    TestFlight flight(run);
+    write_list(list_of(list.motions));
+    run.inject();
+    const uint8_t end = flight.flies();
+    run.expect(end == list.state, std::string(list.name) + ": ends in state " + std::to_string(end));
+    run.count(list.name);
+    flight.expect_next_flies();
+}
+
+void endless_hover(Run& run)
+{
+    TestFlight flight(run);
+    write_list(list_of({motion("kHover", R"("duration": 1e999)")}));
+    flight.switches(kAfqtOn);
+    run.expect(flight.reaches(kStaMotionListRun), "it is not flown");
+    run.inject();
+    run.world.pass(run.between(10, 300) * SECOND_US);
+    run.expect(flight.state() == kStaMotionListRun, "it ends");
+    run.count("hovers");
+    flight.expect_next_flies();
+}
+
+// --- the flight controller ---
+
+void deaf_controller(Run& run)
+{
+    TestFlight flight(run);
+    const bool takes_off = run.one_in(2);
+    const uint8_t lost = takes_off ? CMD_ID_MISSION_ONOFF : CMD_ID_BASIC_CMD;
+    run.world.loses = [lost](const seen_t& seen) { return seen.set == SET_FLIGHT_CONTROLLER && seen.id == lost; };
+    run.world.forget();
+    run.inject();
+    run.expect(flight.flies() == kStaErrSta, "it does not give up");
+    // 500 ticks ask in vain; the first of them is the one that enters the state.
+    const size_t asked = takes_off ? flight.mode_requests(MIS_ON) : flight.count(CMD_ID_BASIC_CMD);
+    run.expect(asked == 500, "asked " + std::to_string(asked) + " times");
+    run.count(takes_off ? "no external control" : "no take-off");
+    flight.expect_no_commands(5 * SECOND_US, "after it gave up");
+    run.world.loses = {};
+    run.world.forget();
+    flight.is_switched_off();
+    run.expect(flight.mode_requests(MIS_OFF) == 1, "external control is not given back once");
+    flight.expect_next_flies();
+}
+
+// A place to come back to needs a fix before the list; in it, the aircraft flies by its own sensors.
+void lost_fix(Run& run)
+{
+    TestFlight flight(run);
+    if (run.one_in(2)) {
+        run.world.controller().set_gps_level(2);
+        write_list(list_of({HOVER, motion("kRtl", R"("land_flag": true)")}));
+        run.world.pass(SECOND_US);
+        run.expect(flight.flies() == kStaErrSta, "a return without a start is flown");
+        run.count("return refused");
+    } else {
+        write_list(list_of({HOVER, STEP, HOVER}));
+        flight.switches(kAfqtOn);
+        run.expect(flight.reaches(kStaMotionListRun), "it is not flown");
+        run.world.controller().set_gps_level(1);
+        run.expect(flight.reaches(kStaMotionIdel), "the flight does not end");
+        run.count("flown on");
+    }
+    run.inject();
+    run.world.controller().set_gps_level(5);
+    run.world.pass(SECOND_US);
+    flight.expect_next_flies();
+}
+
+// The landing command goes out until the aircraft obeys; one that is taken away is commanded on.
+void landing_lost_or_taken_away(Run& run)
+{
+    TestFlight flight(run);
+    if (run.one_in(2)) {
+        flight.switches(kAfqtOn);
+        run.expect(flight.reaches(kStaRtl) || flight.reaches(kStaLanding), "it does not come home");
+        run.world.loses = [](const seen_t& seen) {
+            return seen.id == CMD_ID_BASIC_CMD && !seen.payload.empty() && seen.payload[0] == API_CMD_AUTO_LANDING;
+        };
+        run.inject();
+        run.world.pass(60 * SECOND_US);
+        run.expect(flight.state() == kStaLanding && flight.in_air(), "it gives up the landing");
+        run.world.loses = {};
+        run.expect(flight.reaches(kStaMotionIdel) && !flight.in_air(), "it does not land");
+        run.count("landed late");
+    } else {
+        write_list(list_of({motion("kHover", R"("duration": 60)")}));
+        flight.switches(kAfqtOn);
+        run.expect(flight.reaches(kStaMotionListRun), "it is not flown");
+        run.world.peer(STATION).send(FMU.host, SET_FLIGHT_CONTROLLER, CMD_ID_MISSION_ONOFF, bytes_t{MIS_OFF, 0});
+        run.inject();
+        run.world.pass(SECOND_US);
+        run.world.forget();
+        run.world.pass(5 * SECOND_US);
+        run.expect(flight.count(CMD_ID_CTRL_DATA) > 200, "the frames end");
+        run.count("frames go on");
+    }
+    flight.expect_next_flies();
+}
+
+// --- the rest ---
+
+void log_directory(Run& run)
+{
+    const uint64_t kind = run.below(4);
+    TestFlight flight(run, false);
+    if (kind == 0) {
+        run.expect(mount("tmpfs", "/tmp/blackbox/log", "tmpfs", 0, "size=4k") == 0, "no mount");
+        mkdir(LOGS, 0777);
+        write_file(std::string(LOGS) + "/full", {});
+        run.expect(truncate((std::string(LOGS) + "/full").c_str(), 0) == 0, "no file");
+    } else if (kind == 1) {
+        run.expect(mount("tmpfs", "/tmp/blackbox/log", "tmpfs", MS_RDONLY, "size=4k") == 0, "no mount");
+    } else {
+        static const std::string LATEST[] = {"", "-1", "2147483647", "999999999999999999999999999999", "x", "007"};
+        const std::string& text = LATEST[run.below(std::size(LATEST))];
+        write_file("/tmp/SD0/factory_test/afqt/latest", bytes_t(text.begin(), text.end()));
+    }
+    flight.launch();
+    run.inject();
+    run.expect(flight.flies() == kStaMotionIdel, "the flight is disturbed");
+    static constexpr const char* NAMES[] = {"full", "read-only", "odd index", "odd index"};
+    run.count(NAMES[kind]);
+    flight.is_switched_off();
+}
+
+void storm_of_switches(Run& run)
+{
+    TestFlight flight(run);
+    write_list(list_of({HOVER, HOVER}));
+    const int switches = run.is_full ? 3000 : 800;
+    for (int i = 0; i < switches; i++) {
+        // Always of the list that is there: without its file the process would end.
+        bytes_t payload = {static_cast<uint8_t>(run.one_in(3) ? run.below(256) : run.below(4)), 0, 0};
+        payload.resize(run.one_in(3) ? run.below(4) : 3);
+        flight.sends(payload);
+        run.world.pass(SECOND_US / 100);
+    }
+    run.inject(static_cast<uint64_t>(switches));
+    flight.is_switched_off();
+    flight.expect_no_commands(5 * SECOND_US, "in idle");
+    flight.is_landed_by_hand();
+    flight.switches(kAfqtOff);  // one that waited in idle is taken by the next run
+    run.world.pass(SECOND_US);
+    run.expect(flight.flies() == kStaMotionIdel, "the next list is not flown");
+    run.count("flown after");
+}
+
+void killed_in_flight(Run& run)
+{
+    TestFlight flight(run);
+    write_list(list_of({motion("kHover", R"("duration": 15)"), STEP}));
+    flight.switches(kAfqtOn);
+    run.world.pass(run.below(25 * SECOND_US));
+    run.world.kill();
+    run.inject();
+    run.world.pass(run.below(2 * SECOND_US));
+    flight.launch();
+    flight.expect_no_commands(10 * SECOND_US, "after the restart");
+    run.expect(flight.state() == kStaMotionIdel, "it is not idle");
+    run.count("idle");
+    flight.expect_next_flies();
+}
+
+}  // namespace
+
+std::span<const row_t> flight_rows()
+{
+    static constexpr row_t ROWS[] = {
+        {"A1", "malformed motion list", place_t::clock, 60, 600, malformed_list},
+        {"A3", "hostile values in a list", place_t::clock, 0, 10, hostile_values},
+        {"A3e", "a hover without end", place_t::clock, 0, 5, endless_hover},
+        {"A4", "flight controller does not follow", place_t::clock, 4, 20, deaf_controller},
+        {"A5", "position lost", place_t::clock, 0, 20, lost_fix},
+        {"A6", "landing lost, control taken away", place_t::clock, 0, 20, landing_lost_or_taken_away},
+        {"A7", "log directory full, read-only, odd index", place_t::clock, 0, 24, log_directory},
+        {"A8", "storm of switches", place_t::both, 8, 60, storm_of_switches},
+        {"A9", "killed in flight", place_t::both, 8, 100, killed_in_flight},
+    };
+    return ROWS;
+}
