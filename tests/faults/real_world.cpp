@@ -43,9 +43,17 @@ RealWorld::~RealWorld()
 
 void RealWorld::launch()
 {
-    service_.start();
+    launch_under({});
+}
+
+void RealWorld::launch_under(const std::vector<std::string>& before)
+{
+    service_.start(before);
     // The upgrade client answers before the start-up check is over, which may still make the file system read-only.
-    const auto checked = [this] { return service_.output().find("tfr_init\n") != std::string::npos; };
+    const auto checked = [this] {
+        if (!service_.runs()) throw broken_t("the service ended while it came up: " + service_.log());
+        return service_.output().find("tfr_init\n") != std::string::npos;
+    };
     const auto answers = [this] { return ask(STATION, HOST_NFZ_UPGRADE, SET_COMMON, ID_GET_VERSION, {}).size() == 30; };
     if (!until(checked, 20 * SECOND_US * SCALE) || !until(answers, 20 * SECOND_US * SCALE))
         throw broken_t("the service does not come up: " + service_.log());

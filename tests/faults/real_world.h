@@ -24,6 +24,8 @@ public:
     void forget() override;
 
     Service& service() { return service_; }
+    // The same through another program, which hands its process over to the service.
+    void launch_under(const std::vector<std::string>& before);
     void without_tap() { tap_.reset(); }
     void with_tap() { tap_ = std::make_unique<Tap>(); }
 

@@ -19,11 +19,6 @@ uint8_t first_of(const bytes_t& reply)
     return reply.empty() ? 0xee : reply[0];
 }
 
-uint8_t ask_upgrade(Run& run, uint8_t id, const bytes_t& payload)
-{
-    return first_of(run.world.ask(PHONE, HOST_NFZ_UPGRADE, SET_COMMON, id, payload));
-}
-
 uint8_t ask_areas(Run& run, const bytes_t& payload)
 {
     return first_of(run.world.ask(PHONE, HOST_FLIGHT_SERVICE, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, payload));
@@ -38,15 +33,15 @@ bytes_t newest_database()
 void expect_upgrade_works(Run& run)
 {
     const bytes_t file = newest_database();
-    run.expect(ask_upgrade(run, ID_UPGRADE_ENTRY, bytes_t(9)) == 0, "afterwards an entry is refused");
-    run.expect(ask_upgrade(run, ID_UPGRADE_START, start_payload(static_cast<uint32_t>(file.size()))) == 0,
+    run.expect(upgrade_code(run, ID_UPGRADE_ENTRY, bytes_t(9)) == 0, "afterwards an entry is refused");
+    run.expect(upgrade_code(run, ID_UPGRADE_START, start_payload(static_cast<uint32_t>(file.size()))) == 0,
                "afterwards a start is refused");
     for (size_t at = 0; at < file.size(); at += BLOCK) {
-        const auto block = peers::bytes_view(file).subspan(at, std::min(BLOCK, file.size() - at));
-        const uint8_t code = ask_upgrade(run, ID_UPGRADE_DATA, block_payload(static_cast<int32_t>(at / BLOCK), block));
+        const uint8_t code =
+            upgrade_code(run, ID_UPGRADE_DATA, block_payload_of(file, static_cast<int32_t>(at / BLOCK)));
         run.expect(code == 0, "afterwards a block is answered by " + hex(code));
     }
-    const uint8_t code = ask_upgrade(run, ID_UPGRADE_END, end_payload(file));
+    const uint8_t code = upgrade_code(run, ID_UPGRADE_END, end_payload(file));
     run.expect(code == 0, "afterwards an end is answered by " + hex(code));
     run.expect(file_bytes(DATABASE) == file, "afterwards another database is on the disk than was sent");
     const bytes_t answer = run.world.ask(STATION, HOST_NFZ_UPGRADE, SET_FLYLIMIT, ID_NFZ_READ, read_payload(100, 270));

@@ -30,6 +30,18 @@ bytes_t block_payload(int32_t number, peers::bytes_view data)
     return joined(peers::bytes_of(head), data);
 }
 
+bytes_t block_payload_of(const bytes_t& database, int32_t number)
+{
+    const size_t begin = std::min(static_cast<size_t>(number) * BLOCK, database.size());
+    return block_payload(number, peers::bytes_view(database).subspan(begin, std::min(BLOCK, database.size() - begin)));
+}
+
+uint8_t upgrade_code(Run& run, uint8_t id, const bytes_t& payload)
+{
+    const bytes_t reply = run.world.ask(PHONE, HOST_NFZ_UPGRADE, SET_COMMON, id, payload);
+    return reply.empty() ? NO_ANSWER : reply[0];
+}
+
 bytes_t end_payload(const bytes_t& database)
 {
     return joined(bytes_t(1), peers::md5_of(database));
@@ -80,9 +92,7 @@ uint8_t UpgradeHand::start(uint32_t size, const peer_name_t& from)
 
 uint8_t UpgradeHand::block(int32_t number, const bytes_t& database, const peer_name_t& from)
 {
-    const size_t begin = std::min(static_cast<size_t>(number) * BLOCK, database.size());
-    const size_t size = std::min(BLOCK, database.size() - begin);
-    return ask(ID_UPGRADE_DATA, block_payload(number, peers::bytes_view(database).subspan(begin, size)), from);
+    return ask(ID_UPGRADE_DATA, block_payload_of(database, number), from);
 }
 
 uint8_t UpgradeHand::end(const bytes_t& database, const peer_name_t& from)

@@ -7,6 +7,7 @@
 #include "upgrade_model.h"
 
 inline constexpr size_t BLOCK = 980;
+inline constexpr uint8_t NO_ANSWER = 0xee;
 
 bytes_t database(uint32_t version, size_t size = 6000);  // valid, version 1.0.0.`version`; at least 144 bytes
 size_t blocks_of(const bytes_t& database);
@@ -46,6 +47,9 @@ private:
 };
 
 bytes_t block_payload(int32_t number, peers::bytes_view data);
+bytes_t block_payload_of(const bytes_t& database, int32_t number);
+// An answer's code, without a model: 0xee without an answer.
+uint8_t upgrade_code(Run& run, uint8_t id, const bytes_t& payload);
 bytes_t read_payload(uint32_t address, uint32_t length);
 bytes_t end_payload(const bytes_t& database);
 bytes_t start_payload(uint32_t size);

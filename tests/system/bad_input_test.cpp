@@ -1,11 +1,10 @@
 // Whatever a peer sends: the refusal that the protocol defines or silence, state as it was, everybody else served.
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <random>
 
+#include "raw_peer.h"
 #include "stage.h"
 
 class BadInput : public Stage {
@@ -78,71 +77,6 @@ TEST_F(BadInput, UnknownCommandsAreRefusedOnlyWhenAReplyIsWanted)
     EXPECT_EQ(counter(HOST_NFZ_UPGRADE, TARN_DROPPED_ID), 1u);
 }
 
-// A peer spoken with plain sockets.
-class RawPeer {
-public:
-    explicit RawPeer(uint16_t to) : socket_(socket(AF_UNIX, SOCK_SEQPACKET, 0))
-    {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        std::snprintf(address.sun_path, sizeof address.sun_path, "/run/tarn/%04x.sock", to);
-        EXPECT_EQ(connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        timeval patience = {2, 0};
-        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
-    ~RawPeer() { close(socket_); }
-    RawPeer(const RawPeer&) = delete;
-    RawPeer& operator=(const RawPeer&) = delete;
-
-    void sends(const bytes_t& record)
-    {
-        ASSERT_EQ(send(socket_, record.data(), record.size(), MSG_NOSIGNAL), ssize_t(record.size()));
-    }
-    void hello() { sends({0x54, 0x01, 0x00, 0x02}); }
-    bool is_closed()
-    {
-        char byte;
-        return recv(socket_, &byte, 1, 0) == 0;
-    }
-
-private:
-    int socket_;
-};
-
-TEST_F(BadInput, BrokenFramingClosesOneConnectionAndCountsIt)
-{
-    Hand bystander("factory", "station");
-    const auto record = [](uint32_t claimed, size_t came) {
-        bytes_t bytes(16 + came);
-        bytes[4] = 0x06;
-        bytes[5] = 0x11;
-        bytes[12] = static_cast<uint8_t>(claimed);
-        bytes[13] = static_cast<uint8_t>(claimed >> 8);
-        return bytes;
-    };
-    struct {
-        bool hello;
-        bytes_t record;
-        uint32_t counter;
-    } const cases[] = {
-        {false, {0x54, 0x01, 0x00}, TARN_CLOSED_BAD_HELLO},
-        {false, {0x54, 0x02, 0x00, 0x02}, TARN_CLOSED_BAD_HELLO},
-        {true, bytes_t(15), TARN_CLOSED_SHORT},
-        {true, record(1009, 1009), TARN_CLOSED_LONG},
-        {true, record(5, 4), TARN_CLOSED_LENGTH},
-        {true, record(4, 5), TARN_CLOSED_LENGTH},
-    };
-    for (const auto& [hello, bytes, which] : cases) {
-        const uint64_t before = counter(HOST_NFZ_UPGRADE, which);
-        RawPeer peer(HOST_NFZ_UPGRADE);
-        if (hello) peer.hello();
-        peer.sends(bytes);
-        EXPECT_TRUE(peer.is_closed()) << tarn_counter_name(which);
-        EXPECT_EQ(counter(HOST_NFZ_UPGRADE, which), before + 1) << tarn_counter_name(which);
-        EXPECT_EQ(bystander.ask(HOST_NFZ_UPGRADE, 0, ID_GET_VERSION, {}).size(), 30u);
-    }
-}
-
 // One who floods with garbage must not keep an upgrade from going through.
 TEST_F(BadInput, FloodDoesNotStarveTheApp)
 {
@@ -150,7 +84,7 @@ TEST_F(BadInput, FloodDoesNotStarveTheApp)
     const pid_t flooder = fork();
     if (flooder == 0) {
         RawPeer peer(HOST_NFZ_UPGRADE);
-        peer.sends({0x54, 0x01, 0x03, 0x11});
+        peer.hello(0x1103);
         const bytes_t request(16);  // set 0, id 0: nobody's
         for (int i = 0; i < 300'000; ++i)
             peer.sends(request);
@@ -169,7 +103,7 @@ TEST_F(BadInput, PeersThatComeAndGoLeaveNothingBehind)
     const size_t threads = service.threads();
     for (int i = 0; i < 300; ++i) {
         RawPeer peer(i % 2 == 0 ? HOST_NFZ_UPGRADE : HOST_FLIGHT_SERVICE);
-        if (i % 3 != 0) peer.hello();
+        if (i % 3 != 0) peer.hello(0x0200);
     }
     EXPECT_TRUE(within(3s, [&] { return service.descriptors() <= descriptors; }));
     EXPECT_EQ(service.threads(), threads);

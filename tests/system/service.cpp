@@ -18,22 +18,27 @@ static void redirect(const std::string& path, int descriptor)
 }
 
 template <typename Fn>
-void Service::launch(Fn redirect_output)
+void Service::launch(const std::vector<std::string>& before, Fn redirect_output)
 {
+    std::vector<char*> words;
+    for (const std::string& word : before)
+        words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(const_cast<char*>(VELA_FLIGHT));
+    words.push_back(nullptr);
     pid_ = fork();
     if (pid_ != 0) return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     redirect_output();
-    if (chdir("/") == 0) execl(VELA_FLIGHT, VELA_FLIGHT, nullptr);
+    if (chdir("/") == 0) execvp(words[0], words.data());
     _exit(127);
 }
 
-void Service::start()
+void Service::start(const std::vector<std::string>& before)
 {
     static int started = 0;  // each run has files of its own
     output_ = "/tmp/service." + std::to_string(++started) + ".out";
     log_ = "/tmp/service." + std::to_string(started) + ".log";
-    launch([this] {
+    launch(before, [this] {
         redirect(output_, STDOUT_FILENO);
         redirect(log_, STDERR_FILENO);
     });
@@ -41,7 +46,7 @@ void Service::start()
 
 void Service::start_unread()
 {
-    launch([] {
+    launch({}, [] {
         int ends[2];
         if (pipe(ends) != 0) _exit(127);
         dup2(ends[1], STDOUT_FILENO);
@@ -66,7 +71,7 @@ void Service::signal(int number) const
 
 bool Service::runs() const
 {
-    return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0;
+    return pid_ > 0 && waitpid(pid_, &end_status_, WNOHANG) == 0;
 }
 
 static std::string content(const std::string& path)

@@ -13,8 +13,9 @@ public:
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    // Starts it with its output in files; standard output is a file, not a terminal.
-    void start();
+    // Starts it with its output in files; standard output is a file, not a terminal. `before`: a program and its
+    // arguments that run it, and have its process id.
+    void start(const std::vector<std::string>& before = {});
 
     // The same, but nobody reads what it prints and logs: both go into a pipe whose reader is gone.
     void start_unread();
@@ -24,6 +25,8 @@ public:
 
     void signal(int number) const;
     bool runs() const;
+    // Of waitpid(), once it has ended by itself.
+    int end_status() const { return end_status_; }
     pid_t pid() const { return pid_; }
 
     // Everything printed since the last start.
@@ -34,9 +37,10 @@ public:
 
 private:
     template <typename Fn>
-    void launch(Fn redirect_output);
+    void launch(const std::vector<std::string>& before, Fn redirect_output);
 
     pid_t pid_ = -1;
+    mutable int end_status_ = 0;
     std::string output_;
     std::string log_;
 };
