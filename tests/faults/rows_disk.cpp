@@ -436,7 +436,7 @@ std::span<const row_t> disk_rows()
         {"D6", "slow disk, hanging mount", place_t::bus, 0, 4, slow_disk},
         {"D7", "odd files in place of the database", place_t::bus, 4, 4, odd_files},
         {"D8", "memory or descriptors refused", place_t::bus, 0, 8, calls_refused},
-        {"D9", "log sinks fail", place_t::bus, 0, 4, log_sink_fails},
+        {"D9", "log sinks fail", place_t::bus, 2, 4, log_sink_fails},
         {"T6", "no room for areas", place_t::bus, 3, 6, areas_disk_full},
     };
     return ROWS;

@@ -155,9 +155,7 @@ void silent_app(Run& run)
     hand.expect_file("19 s");
     run.expect(hand.read(0, 1) == PROFILE_RET_UPGRADING, "given up before 20 s");
     run.inject();
-    run.world.pass(2 * SECOND_US);
-    hand.model().falls_silent();
-    hand.expect_file("21 s");
+    hand.falls_silent(2 * SECOND_US);
     run.expect_log("too long time not receive one packet for upgrade, timeout:");
     run.count("ends");
     run.expect(hand.read(0, 1) == PROFILE_RET_FAILED && hand.block(0, sent) == UPGRADE_RET_STATE, "it goes on");
@@ -273,6 +271,23 @@ void right_digest_wrong_content(Run& run)
     run.expect(hand.model().file().empty() == empty_head, "the model errs");
     if (empty_head) run.expect_log("the first 64 bytes checked failed! ");
     run.count(empty_head ? "emptied at restart" : "kept");
+}
+
+// What is found when the service starts.
+void damaged_at_the_start(Run& run)
+{
+    static constexpr const char* LOGS[] = {"md5 is not same\n", "md5 is not same\n", "] is too short\n"};
+    const uint64_t kind = (run.seed() - 1) % 3;
+    bytes_t file = database(1);
+    if (kind == 0) file[run.below(file.size())] ^= 0x10;
+    if (kind == 1) file.resize(run.between(17, file.size() - 1));
+    if (kind == 2) file.resize(run.below(17));
+    run.inject();
+    UpgradeHand hand(run, file);
+    run.expect(file_bytes(DATABASE).empty(), "it is kept");
+    run.expect_log(LOGS[kind]);
+    run.count(kind == 0 ? "bit" : kind == 1 ? "cut" : "short");
+    hand.read(0, 1);
 }
 
 // Every request at every stage, of every length.
@@ -432,7 +447,8 @@ std::span<const row_t> transfer_rows()
         {"N9", "abandoned transfer, refused first block", place_t::both, 12, 100, abandoned_transfer},
         {"N10", "version games", place_t::both, 24, 300, version_games},
         {"N10m", "the marker lets an older one in", place_t::both, 1, 4, marker_allows_older},
-        {"N11", "right digests, wrong content", place_t::both, 0, 40, right_digest_wrong_content},
+        {"N11", "right digests, wrong content", place_t::both, 8, 40, right_digest_wrong_content},
+        {"N11s", "damaged file at the start", place_t::both, 12, 60, damaged_at_the_start},
         {"N12", "requests out of place, of any length", place_t::both, 24, 200, requests_out_of_place},
         {"N13", "motor registration goes wrong", place_t::both, 15, 60, registration_goes_wrong},
         {"N13e", "entry of a stranger", place_t::both, 4, 20, entry_of_a_stranger},

@@ -1,5 +1,7 @@
 #include "upgrade_hand.h"
 
+#include <sys/statvfs.h>
+
 #include <algorithm>
 
 #include "common/digest.h"
@@ -77,7 +79,16 @@ uint8_t UpgradeHand::ask(uint8_t id, const bytes_t& payload, const peer_name_t& 
     const std::string what = "request " + hex(id) + " of " + std::to_string(payload.size()) + " bytes";
     run_.expect(got == wanted, what + " is answered by " + hex(got) + " instead of " + hex(wanted));
     expect_file(what);
+    if (id == ID_UPGRADE_END) expect_read_only(what);
     return got[0];
+}
+
+// Whatever became of the upgrade.
+void UpgradeHand::expect_read_only(const std::string& after) const
+{
+    struct statvfs info = {};
+    const auto is_so = [&info] { return statvfs("/tmp/NFZ", &info) == 0 && (info.f_flag & ST_RDONLY) != 0; };
+    run_.expect(run_.world.until(is_so, SECOND_US), "after " + after + " the file system is writable");
 }
 
 uint8_t UpgradeHand::entry(const peer_name_t& from, size_t length)
@@ -140,11 +151,12 @@ void UpgradeHand::restarts()
     expect_file("the restart");
 }
 
-void UpgradeHand::falls_silent()
+void UpgradeHand::falls_silent(uint64_t us)
 {
-    run_.world.pass(21 * SECOND_US);
+    run_.world.pass(us);
     model_.falls_silent();
     expect_file("the silence");
+    expect_read_only("the silence");
 }
 
 std::string UpgradeHand::on_disk(const bytes_t& old, const bytes_t& sent) const

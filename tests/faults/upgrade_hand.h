@@ -32,8 +32,8 @@ public:
     // All that is on the disk is served, byte for byte, or the refusal of that state.
     void reads_back();
 
-    void restarts();      // killed, and launched on the same files
-    void falls_silent();  // 20 s and a tick pass
+    void restarts();                 // killed, and launched on the same files
+    void falls_silent(uint64_t us);  // 20 s and a tick are over when so much more has passed
 
     const UpgradeModel& model() const { return model_; }
     UpgradeModel& model() { return model_; }
@@ -42,6 +42,8 @@ public:
     void expect_file(const std::string& after);
 
 private:
+    void expect_read_only(const std::string& after) const;
+
     Run& run_;
     UpgradeModel model_;
 };

@@ -24,52 +24,11 @@ TEST_F(StartUp, LinesInOrderAndTheSubscriptionOnTheBus)
     EXPECT_EQ(tap->sent(HOST_FLIGHT_SERVICE, 0x03, ID_DB_BAG_RESET).front().payload, bytes_t{0});
 }
 
-// No routes: nothing can be reached, but the process stays and says what to write.
-TEST_F(StartUp, WithoutRoutesItStaysUpAndSaysWhatIsMissing)
-{
-    std::filesystem::remove("/usr/local/tarn/vela.json");
-    service.start();
-    EXPECT_TRUE(within(10s, [&] { return service.output() == START_LINES; })) << service.output();
-    EXPECT_THAT(service.log(), HasSubstr("Create fc_fmu route table fail! result=0xfffffffe\n"));
-    EXPECT_THAT(service.log(), HasSubstr("upgrade create fc_fmu route table fail! result=0xfffffffe\n"));
-    EXPECT_THAT(service.log(), HasSubstr("/usr/local/tarn/vela.json"));
-    EXPECT_TRUE(service.runs());
-}
-
-// Two services must not share an address: the second one's clients fail, the first one goes on.
-TEST_F(StartUp, SecondInstanceGetsNoAddress)
-{
-    starts_service();
-    Service second;
-    second.start();
-    EXPECT_TRUE(within(10s, [&] { return second.output() == START_LINES; }));
-    EXPECT_THAT(second.log(), HasSubstr("fc_fmu kest_event_create_client() error: -98\n"));
-    EXPECT_THAT(second.log(), HasSubstr("upgrade create event fail!\n"));
-    second.kill();
-    Hand hand;
-    EXPECT_EQ(hand.ask(HOST_FLIGHT_SERVICE, 0, ID_GET_VERSION, {}).size(), 61u);
-    expect_next_upgrade_works(hand, 1);
-}
-
 TEST_F(StartUp, CountersOnSigusr1)
 {
     starts_service();
     service.signal(SIGUSR1);
     EXPECT_TRUE(within(2s, [&] { return service.log().find("send_peer_absent") != std::string::npos; }));
-    EXPECT_TRUE(service.runs());
-}
-
-// The supervisor that reads the output dies: lines are lost. It used to take the service along.
-TEST_F(StartUp, ReaderOfTheOutputMayGoAway)
-{
-    service.start_unread();
-    Hand hand;
-    ASSERT_TRUE(within(10s, [&] { return hand.ask(HOST_FLIGHT_SERVICE, 0, ID_GET_VERSION, {}, 1s).size() == 61; }));
-    // A refused range says so on standard output.
-    EXPECT_TRUE(within(10s, [&] {
-        const bytes_t answer = hand.reads(0, 271);
-        return !answer.empty() && answer[0] == PROFILE_RET_TOO_LONG;
-    }));
     EXPECT_TRUE(service.runs());
 }
 

@@ -85,54 +85,6 @@ TEST_F(UpgradeStory, ReplyThatComesTooLateIsResumedBehindTheLastBlock)
     EXPECT_EQ(file_bytes(DATABASE), sent);
 }
 
-TEST_F(UpgradeStory, RepeatedAndSkippedBlocksAreRefusedWithTheLastNumber)
-{
-    Hand hand;
-    const bytes_t sent = database(1);
-    hand.sends_blocks(sent, 3);
-    for (const int32_t number : {2, 0, 1, 4, 9}) {
-        EXPECT_EQ(hand.block(number, sent), UPGRADE_RET_BLOCK_NUMBER);
-        EXPECT_EQ(hand.last_block(), 2);
-    }
-    for (int32_t number = 3; number < 21; ++number)
-        EXPECT_EQ(hand.block(number, sent), UPGRADE_RET_OK);
-    EXPECT_EQ(hand.end(sent), UPGRADE_RET_OK);
-    EXPECT_EQ(file_bytes(DATABASE), sent);
-}
-
-TEST_F(UpgradeStory, SurplusBytesOfTheLastBlockAreCut)
-{
-    Hand hand;
-    const bytes_t whole = database(1, 2000);
-    bytes_t sent = whole;
-    sent.resize(2500, 0xee);
-    ASSERT_EQ(hand.entry(), 0);
-    ASSERT_EQ(hand.start(2000), 0);
-    for (int32_t number = 0; number < 3; ++number)
-        ASSERT_EQ(hand.block(number, sent), 0);
-    EXPECT_EQ(hand.end(whole), UPGRADE_RET_OK);
-    EXPECT_EQ(file_bytes(DATABASE), whole);
-    EXPECT_THAT(service.log(), HasSubstr("packet_data_len:540, after modify, need_to_saved_data_len:40\n"));
-}
-
-TEST_F(UpgradeStory, TwoClientsAtOnceShareOneUpgrade)
-{
-    const bytes_t mine = database(2, 60'000);
-    Hand first;
-    first.sends_blocks(mine, 5);
-    Hand second("factory", "station");
-    // The second entry abandons the first upgrade; the first one's blocks are then out of place.
-    ASSERT_EQ(second.entry(), UPGRADE_RET_OK);
-    EXPECT_EQ(first.block(5, mine), UPGRADE_RET_STATE);
-    ASSERT_EQ(second.start(static_cast<uint32_t>(mine.size())), UPGRADE_RET_OK);
-    // Both may feed it, block by block.
-    for (int32_t number = 0; number < 62; ++number) {
-        ASSERT_EQ((number % 2 == 0 ? first : second).block(number, mine), UPGRADE_RET_OK) << number;
-    }
-    EXPECT_EQ(second.end(mine), UPGRADE_RET_OK);
-    EXPECT_EQ(file_bytes(DATABASE), mine);
-}
-
 TEST_F(UpgradeStory, OnlyTheAppMakesTheMotorsHold)
 {
     const auto controller = flight_controller();
@@ -146,23 +98,6 @@ TEST_F(UpgradeStory, OnlyTheAppMakesTheMotorsHold)
         within(2s, [&] { return !tap->sent(HOST_NFZ_UPGRADE, SET_FLIGHT_CONTROLLER, ID_REGISTER_MOTOR_ERR).empty(); }));
 }
 
-// Killed in the middle: the piece on disk is never served by the next process, and the next upgrade is a whole one.
-TEST_F(UpgradeStory, ServiceKilledInTheMiddleComesBackWithoutTheBrokenDatabase)
-{
-    Hand hand;
-    const bytes_t sent = database(4);
-    hand.sends_blocks(sent, 10);
-    ASSERT_EQ(file_bytes(DATABASE).size(), 9800u);
-
-    restarts_service();
-
-    EXPECT_THAT(service.log(), HasSubstr("md5 is not same\n"));
-    EXPECT_TRUE(file_bytes(DATABASE).empty());
-    EXPECT_EQ(hand.block(10, sent), UPGRADE_RET_STATE);
-    EXPECT_EQ(hand.reads(0, 10).at(0), PROFILE_RET_SHORT);
-    expect_next_upgrade_works(hand, 4);
-}
-
 TEST_F(UpgradeStory, GoodDatabaseSurvivesARestart)
 {
     Hand hand;
@@ -171,37 +106,6 @@ TEST_F(UpgradeStory, GoodDatabaseSurvivesARestart)
     restarts_service();
     EXPECT_EQ(file_bytes(DATABASE), sent);
     EXPECT_EQ(read_back(hand), sent);
-}
-
-TEST_F(UpgradeStory, RangesAreServedUpTo270BytesAndNeverDuringAnUpgrade)
-{
-    Hand hand;
-    const bytes_t sent = database(5);
-    ASSERT_EQ(hand.sends(sent), UPGRADE_RET_OK);
-    struct {
-        uint32_t address, length;
-        uint8_t code;
-    } const cases[] = {
-        {0, 270, PROFILE_RET_OK},        {19'730, 270, PROFILE_RET_OK},      {20'000, 0, PROFILE_RET_OK},
-        {0, 271, PROFILE_RET_TOO_LONG},  {19'990, 20, PROFILE_RET_SHORT},    {20'000, 1, PROFILE_RET_SHORT},
-        {UINT32_MAX, 0, PROFILE_RET_OK}, {UINT32_MAX, 1, PROFILE_RET_SHORT}, {0, UINT32_MAX, PROFILE_RET_TOO_LONG},
-    };
-    for (const auto& [address, length, code] : cases) {
-        SCOPED_TRACE(std::to_string(address) + "+" + std::to_string(length));
-        const bytes_t answer = hand.reads(address, length);
-        ASSERT_EQ(answer.at(0), code);
-        if (code == PROFILE_RET_OK) {
-            ASSERT_EQ(answer.size(), 5 + length);
-            const uint32_t echoed = record_of<upgrade_profile_read_file_ack_t>(answer).read_addr;
-            EXPECT_EQ(echoed, address);
-            EXPECT_TRUE(std::equal(answer.begin() + 5, answer.end(), sent.begin() + std::min(address, 20'000u)));
-        } else {
-            ASSERT_EQ(answer.size(), 275u);
-            EXPECT_THAT(bytes_t(answer.begin() + 1, answer.end()), Each(0));
-        }
-    }
-    ASSERT_EQ(hand.entry(), UPGRADE_RET_OK);
-    EXPECT_EQ(hand.reads(0, 10).at(0), PROFILE_RET_UPGRADING);
 }
 
 TEST_F(UpgradeStory, FailedUpgradeHoldsTheMotorsUntilTheNextSuccess)
