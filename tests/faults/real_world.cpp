@@ -117,7 +117,7 @@ const place_t THIS_PLACE = place_t::bus;
 std::vector<row_t> own_rows()
 {
     std::vector<row_t> rows;
-    for (const auto some : {disk_rows(), machine_rows()})
+    for (const auto some : {disk_rows(), machine_rows(), soak_rows()})
         rows.insert(rows.end(), some.begin(), some.end());
     return rows;
 }

@@ -30,3 +30,4 @@ std::span<const row_t> bus_rows();
 // Of the real place only.
 std::span<const row_t> disk_rows();
 std::span<const row_t> machine_rows();
+std::span<const row_t> soak_rows();

@@ -38,6 +38,7 @@ public:
     void count(const std::string& outcome, uint64_t count = 1) { seen[outcome] += count; }
 
     uint64_t injected = 0;
+    size_t more_files = 0;  // open at the end than with the usual peers: one for each other peer and client
     std::map<std::string, uint64_t> seen;
 
 private:
