@@ -1,4 +1,7 @@
 // Records that no honest peer sends, and pushes and answers that are not what they should be.
+#include <array>
+#include <cstring>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "afqt_wire.h"
@@ -135,6 +138,97 @@ void hostile_pushes(Run& run)
     run.world.leaves(FMU);
 }
 
+// What becomes of an answer. The service waits 5 ms for it.
+enum class answer_t : uint8_t { good, with_more, silent, cut, late, wrong_number, from_another };
+constexpr const char* ANSWER_NAMES[] = {"good", "with more behind", "silent",      "cut",
+                                        "late", "wrong number",     "from another"};
+
+struct question_t {
+    uint8_t set, id;
+    bytes_t answer;
+    answer_t how;
+};
+
+void answer(Run& run, peers::BusEndpoint& controller, const question_t& question, const kest_event_t& event)
+{
+    bytes_t payload = question.answer;
+    run.inject();
+    run.count(ANSWER_NAMES[static_cast<size_t>(question.how)]);
+    switch (question.how) {
+        case answer_t::silent:
+            return;
+        case answer_t::with_more:
+            payload.resize(KEST_EVENT_MAX_PAYLOAD, 0xa5);
+            break;
+        case answer_t::cut:
+            payload.resize(run.below(payload.size()));
+            break;
+        case answer_t::late:
+            controller.call_later(20'000, [&controller, event, payload] { controller.reply(event, payload); });
+            return;
+        case answer_t::wrong_number: {
+            kest_event_t another = event;
+            another.seq_id++;
+            controller.reply(another, payload);
+            return;
+        }
+        case answer_t::from_another:
+            run.world.peer(TABLET).reply(event, payload);
+            return;
+        case answer_t::good:
+            break;
+    }
+    controller.reply(event, payload);
+}
+
+// The flight test asks who the aircraft is and writes it down. An answer that is not one leaves its field empty.
+void odd_answers(Run& run)
+{
+    cmd_get_version_t version = {};
+    version.firmware_ver = 0x01020304;
+    sn_request_ack_t serial = {};
+    std::memcpy(serial.sn, "SIXTEEN LETTERS!", sizeof serial.sn);
+    std::array<question_t, 3> questions = {{
+        {SET_COMMON, ID_GET_VERSION, bytes_t(sizeof version), {}},
+        {SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_ID, bytes_t(sizeof serial), {}},
+        {SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_TYPE, bytes_t{7}, {}},
+    }};
+    std::memcpy(questions[0].answer.data(), &version, sizeof version);
+    std::memcpy(questions[1].answer.data(), &serial, sizeof serial);
+    for (question_t& question : questions)
+        question.how = static_cast<answer_t>(run.below(std::size(ANSWER_NAMES)));
+
+    static constexpr std::string_view LIST =
+        R"({"attribute":{"motion_num":1},"motion0":{"motion_id":"kHover","para_cfg":{"duration":1}}})";
+    write_file("/tmp/EMMC/AFQT_ENABLE.txt", {});
+    write_file("/tmp/SD0/factory_test/afqt_motion_cfg_0.json", bytes_t(LIST.begin(), LIST.end()));
+    write_file("/tmp/SD0/factory_test/afqt/latest", bytes_t{'8'});
+    run.world.peer(TABLET);
+    run.world.peer(FMU, [&](peers::BusEndpoint& controller) {
+        for (const question_t& question : questions)
+            controller.on_request(question.set, question.id,
+                                  [&](const kest_event_t& event) { answer(run, controller, question, event); });
+    });
+    run.world.launch();
+    const bytes_t on = {kAfqtOn, 0, 0}, off = {kAfqtOff, 0, 0};
+    run.world.peer(STATION).send(HOST_FLIGHT_SERVICE, SET_AFQT, CMD_ID_AFQT_CMD, on);
+    run.world.pass(3 * SECOND_US);
+
+    const auto tag = nlohmann::json::parse(file_bytes("/tmp/blackbox/log/afqt/afqttag_008.json"), nullptr, false);
+    run.expect(tag.is_object(), "no tag file");
+    const auto taken = [&](size_t i) {
+        return questions[i].how == answer_t::good || questions[i].how == answer_t::with_more;
+    };
+    const std::string firmware = tag.value("FCfirmware", "missing"), sn = tag.value("drone_sn", "missing");
+    const int drone_type = tag.value("drone_type", -1);
+    run.expect(firmware == (taken(0) ? "1.2.3.4" : ""), "firmware " + firmware);
+    run.expect(sn == (taken(1) ? "SIXTEEN LETTERS!" : ""), "serial number " + sn);
+    run.expect(drone_type == (taken(2) ? 7 : 0), "drone type " + std::to_string(drone_type));
+    run.world.peer(STATION).send(HOST_FLIGHT_SERVICE, SET_AFQT, CMD_ID_AFQT_CMD, off);
+    run.world.pass(2 * SECOND_US);
+    run.world.leaves(FMU);
+}
+
 }  // namespace
 
 std::span<const row_t> bus_rows()
@@ -143,6 +237,7 @@ std::span<const row_t> bus_rows()
         {"B2", "any set and id", place_t::both, 4, 20, any_command},
         {"B2l", "every handler, every length", place_t::both, 1, 10, every_length},
         {"B3", "hostile pushes of the flight controller", place_t::clock, 0, 40, hostile_pushes},
+        {"B4", "odd answers to a question", place_t::clock, 7, 60, odd_answers},
     };
     return ROWS;
 }
