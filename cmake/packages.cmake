@@ -110,18 +110,32 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-foreach(component IN ITEMS FLIGHT TARN TOOLS)
-  set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
-endforeach()
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/tarn)
 set(our_tarn "${tarn_package} (= ${PROJECT_VERSION}-1)")
+
+# depends_on(COMPONENT DEPENDENCY...): those and, of a package with programs or libraries, what these link. That is found
+# on the machine that they are for; for another one it is read from the packages that were made here.
+set(VELA_PACKAGES_HERE "" CACHE PATH "Folder of the same packages for this machine, when building for another one")
+if(CMAKE_CROSSCOMPILING)
+  string(REPLACE "aarch64" arm64 CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
+endif()
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/tarn)
+function(depends_on component)
+  string(REPLACE ";" ", " depends "${ARGN}")
+  if(CMAKE_CROSSCOMPILING)
+    file(GLOB here ${VELA_PACKAGES_HERE}/${CPACK_DEBIAN_${component}_PACKAGE_NAME}_${PROJECT_VERSION}-1_*.deb)
+    execute_process(COMMAND dpkg-deb --field ${here} Depends OUTPUT_VARIABLE depends
+      OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  else()
+    set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON PARENT_SCOPE)
+  endif()
+  set(CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+endfunction()
 
 set(CPACK_DEBIAN_FLIGHT_PACKAGE_SECTION misc)
 set(CPACK_DEBIAN_FLIGHT_DESCRIPTION "flight service of a small camera drone
 It takes no-fly-zone databases and restricted areas from the app, serves
 them to the flight controller, and flies the factory's flight test.")
-set(CPACK_DEBIAN_FLIGHT_PACKAGE_DEPENDS
-  "${our_tarn}, systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
+depends_on(FLIGHT ${our_tarn} "systemd | systemd-standalone-sysusers" "systemd | systemd-standalone-tmpfiles")
 set(CPACK_DEBIAN_FLIGHT_PACKAGE_SUGGESTS vela-tools)
 set(CPACK_DEBIAN_FLIGHT_PACKAGE_CONTROL_EXTRA
   ${packaging}/flight/postinst ${packaging}/flight/prerm ${packaging}/flight/postrm ${packaging}/flight/conffiles)
@@ -129,6 +143,7 @@ set(CPACK_DEBIAN_FLIGHT_PACKAGE_CONTROL_EXTRA
 file(WRITE ${made}/shlibs "libtarn 0 ${tarn_package} (>= ${PROJECT_VERSION})\n")
 file(WRITE ${made}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_TARN_PACKAGE_CONTROL_EXTRA ${made}/shlibs ${made}/triggers)
+depends_on(TARN)
 set(CPACK_DEBIAN_TARN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_TARN_DESCRIPTION "message bus, timers and logger of a companion computer
 The platform that the flight service and the programs it talks to stand on.")
@@ -142,6 +157,6 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools for the flight service of a small camera drone
 Databases, restricted areas and flight tests: made, checked, sent, read
 back, simulated and reported.")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${our_tarn}")
+depends_on(TOOLS ${our_tarn})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "vela-flight, gnuplot-nox, chromium")
 include(CPack)

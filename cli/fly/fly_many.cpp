@@ -23,7 +23,7 @@ double seconds_since(wall_clock::time_point start)
 class Fleet {
 public:
     Fleet(const context_t& context, const fly_options_t& options, sim::ServiceModule& service)
-        : context_(context), options_(options), service_(service), flights_(options.runs)
+        : context_(context), options_(options), service_(service), flights_(static_cast<size_t>(options.runs))
     {
     }
 

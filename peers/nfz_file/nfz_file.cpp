@@ -71,10 +71,10 @@ std::vector<uint8_t> generate_nfz_content(const nfz_version_t& version, uint64_t
     uint64_t seed = 0;
     for (const uint32_t number : version)
         seed = mixed(seed + number + 0x9e3779b97f4a7c15u);
-    std::vector<uint8_t> content(size);
-    for (uint64_t at = 0; at < size; at += sizeof(uint64_t)) {
+    std::vector<uint8_t> content(static_cast<size_t>(size));
+    for (size_t at = 0; at < content.size(); at += sizeof(uint64_t)) {
         const uint64_t word = mixed(seed + at);
-        std::memcpy(content.data() + at, &word, std::min<uint64_t>(sizeof word, size - at));
+        std::memcpy(content.data() + at, &word, std::min(sizeof word, content.size() - at));
     }
     return content;
 }

@@ -101,7 +101,7 @@ bool has_length(action_kind kind)
 std::vector<action_t> make_actions(uint64_t seed)
 {
     Random random(seed ^ ACTION_NUMBERS);
-    std::vector<action_t> actions(1 + random.below(MOST_ACTIONS));
+    std::vector<action_t> actions(1 + static_cast<size_t>(random.below(MOST_ACTIONS)));
     const uint64_t span_us = (5 + random.below(56)) * SECOND_US;
     for (action_t& action : actions) {
         action.time_us = BEGIN_US + random.below(span_us);

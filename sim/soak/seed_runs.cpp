@@ -150,7 +150,7 @@ private:
         while (wanted() || children_.running() > 0) {
             static const only_t all;
             while (wanted() && children_.running() < options_.jobs) {
-                if (!start(seed, seed, all)) return;
+                if (!start(static_cast<size_t>(seed), seed, all)) return;
                 seed++;
             }
             children_.wait(

@@ -272,7 +272,7 @@ private:
         const bool works = (set == SET_COMMON && id >= ID_UPGRADE_ENTRY && id <= ID_UPGRADE_REBOOT) ||
                            (set == SET_FLIGHT_CONTROLLER && id == ID_TFR_UPDATE) || set == SET_AFQT;
         if (works) return;
-        std::vector<uint8_t> payload(random.below(KEST_EVENT_MAX_PAYLOAD + 1));
+        std::vector<uint8_t> payload(static_cast<size_t>(random.below(KEST_EVENT_MAX_PAYLOAD + 1)));
         for (uint8_t& byte : payload)
             byte = static_cast<uint8_t>(random.next());
         const uint16_t to = random.one_in(2) ? HOST_FLIGHT_SERVICE : HOST_NFZ_UPGRADE;

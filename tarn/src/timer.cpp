@@ -42,7 +42,8 @@ int64_t monotonic_ns()
 // The only place where tarn_timer_close may end the thread: never in the middle of a callback.
 TARN_CANCELLED_HERE void sleep_until_next(const periodic_timer& timer)
 {
-    const timespec until{.tv_sec = timer.next_ns / NS_PER_SECOND, .tv_nsec = timer.next_ns % NS_PER_SECOND};
+    const timespec until{.tv_sec = static_cast<time_t>(timer.next_ns / NS_PER_SECOND),
+                         .tv_nsec = static_cast<long>(timer.next_ns % NS_PER_SECOND)};
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
     }

@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 static void redirect(const std::string& path, int descriptor)
@@ -17,13 +19,24 @@ static void redirect(const std::string& path, int descriptor)
     ::close(file);
 }
 
+// The service of this build or, for one that was built for another machine, the command that runs it.
+static std::vector<std::string> service_command()
+{
+    const char* command = std::getenv("VELA_FLIGHT_COMMAND");
+    if (command == nullptr) return {VELA_FLIGHT};
+    std::istringstream text(command);
+    return {std::istream_iterator<std::string>(text), {}};
+}
+
 template <typename Fn>
 void Service::launch(const std::vector<std::string>& before, Fn redirect_output)
 {
+    const std::vector<std::string> command = service_command();
     std::vector<char*> words;
     for (const std::string& word : before)
         words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(const_cast<char*>(VELA_FLIGHT));
+    for (const std::string& word : command)
+        words.push_back(const_cast<char*>(word.c_str()));
     words.push_back(nullptr);
     pid_ = fork();
     if (pid_ != 0) return;

@@ -86,7 +86,7 @@ static void add_date(cJSON* root)
 {
     const flight_global_db_t& db = *flight_get_db();
     const uint32_t gps_time = db.gps_unix_timestamp;
-    const time_t date = gps_time != 0 ? time_t{gps_time} : time_t{db.app_unix_timestamp};
+    const auto date = static_cast<time_t>(gps_time != 0 ? gps_time : uint32_t{db.app_unix_timestamp});
     char text[32] = {};
     ctime_r(&date, text);
     add_text(root, "test_date", text);

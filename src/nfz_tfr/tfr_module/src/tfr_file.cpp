@@ -68,7 +68,7 @@ bool tfr_file_t::copy(uint32_t offset, uint32_t length, uint8_t* to)
     const uint64_t end = at + length;
     while (at < end) {
         if ((at < window_from_ || at >= window_to_) && !fill(at)) return false;
-        const uint64_t piece = std::min(end, window_to_) - at;
+        const auto piece = static_cast<size_t>(std::min(end, window_to_) - at);
         std::memcpy(to, window_ + (at - window_from_), piece);
         to += piece;
         at += piece;
