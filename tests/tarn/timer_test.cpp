@@ -157,8 +157,9 @@ void exit_by_pause(std::chrono::milliseconds pause, bool made_up)
         if (number == 5) std::this_thread::sleep_for(pause);
     });
     timer.has_called(200);
+    // Some 200 when they are made up and 320 when not; a loaded machine is late.
     const double periods = std::chrono::duration<double>(timer.calls().at(199)).count() / 0.001;
-    std::_Exit((periods < 210) == made_up ? 0 : 1);
+    std::_Exit((periods < 260) == made_up ? 0 : 1);
 }
 
 // The scale is read once per process, so each case has its own.
