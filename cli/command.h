@@ -17,11 +17,14 @@ void add_fc_command(CLI::App& tool, context_t& context);
 void add_bus_commands(CLI::App& tool, context_t& context);
 void add_demo_command(CLI::App& tool, context_t& context);
 
-// Commands that are programs of their own, vela-NAME beside this one: for the list of commands.
+// Commands that are programs of their own beside this one: for the list of commands.
 void add_programs_beside(CLI::App& tool);
 
-// Runs one of them with these arguments, which end with a null, in place of this process. Returns on failure only.
-exit_code hand_over(const context_t& context, const std::string& name, char** arguments);
+// The program that such a command is, for example "vela-fly"; null when it is none.
+const char* program_beside(const std::string& command);
+
+// Runs it with these arguments, which end with a null, in place of this process. Returns on failure only.
+exit_code hand_over(const context_t& context, const std::string& program, char** arguments);
 
 // A subcommand with --json, and with an example at the end of its help.
 CLI::App* add_command(CLI::App& parent, context_t& context, const std::string& name, const std::string& description,

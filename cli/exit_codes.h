@@ -42,7 +42,7 @@ inline constexpr std::array EXIT_CODES = {
     exit_code_row_t{exit_code::address_in_use, "address_in_use", "another process has the bus address"},
     exit_code_row_t{exit_code::configuration, "configuration", "the route configuration or the bus directory is wrong"},
     exit_code_row_t{exit_code::refused_older, "refused_older", "the aircraft has a newer database"},
-    exit_code_row_t{exit_code::verification, "verification", "a digest differs"},
+    exit_code_row_t{exit_code::verification, "verification", "a digest, or a replayed answer, differs"},
     exit_code_row_t{exit_code::far_disk, "far_disk", "the aircraft cannot read or write its disk"},
     exit_code_row_t{exit_code::refused_state, "refused_state", "not now: another transfer is under way, or one failed"},
     exit_code_row_t{exit_code::no_database, "no_database", "the aircraft has no database, or not so much of one"},

@@ -21,9 +21,8 @@ std::string exit_code_help()
 int run(int argc, char** argv)
 {
     cli::context_t context;
-    for (const char* name : {"fly", "station"}) {
-        if (argc > 1 && std::string(argv[1]) == name) return static_cast<int>(cli::hand_over(context, name, argv + 2));
-    }
+    if (const char* program = argc > 1 ? cli::program_beside(argv[1]) : nullptr)
+        return static_cast<int>(cli::hand_over(context, program, argv + 2));
     CLI::App tool("Works with the flight service of an aircraft: databases, restrictions, versions, the bus.", "vela");
     tool.set_version_flag("--version", VELA_VERSION, "version of this tool");
     tool.require_subcommand(1);

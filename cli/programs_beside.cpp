@@ -1,5 +1,5 @@
-// vela fly and vela station hand over to programs beside this one: the first carries the virtual clock in place of the
-// bus library, the second a web server.
+// Commands that hand over to programs beside this one: fly carries the virtual clock in place of the bus library,
+// station a web server, router ZeroMQ.
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,12 +12,35 @@
 #include "command.h"
 
 namespace cli {
+namespace {
+
+struct beside_t {
+    const char* command;
+    const char* program;
+    const char* description;
+};
+
+constexpr beside_t BESIDE[] = {
+    {"fly", "vela-fly", "fly a motion list on a simulated aircraft in virtual time, once or many times"},
+    {"station", "vela-station", "a live page for the factory floor: aircraft, states, stop button, last reports"},
+    {"router", "tarn-router", "join the buses of several machines, and make the keys for it"},
+};
+
+}  // namespace
+
+const char* program_beside(const std::string& command)
+{
+    for (const beside_t& one : BESIDE) {
+        if (command == one.command) return one.program;
+    }
+    return nullptr;
+}
 
 exit_code hand_over(const context_t& context, const std::string& name, char** arguments)
 {
     std::error_code error;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    std::string program = (self.parent_path() / ("vela-" + name)).string();
+    std::string program = (self.parent_path() / name).string();
     std::vector<char*> words = {program.data()};
     while (*arguments != nullptr)
         words.push_back(*arguments++);
@@ -32,8 +55,8 @@ exit_code hand_over(const context_t& context, const std::string& name, char** ar
 
 void add_programs_beside(CLI::App& tool)
 {
-    tool.add_subcommand("fly", "fly a motion list on a simulated aircraft in virtual time, once or many times");
-    tool.add_subcommand("station", "a live page for the factory floor: aircraft, states, stop button, last reports");
+    for (const beside_t& one : BESIDE)
+        tool.add_subcommand(one.command, one.description);
 }
 
 }  // namespace cli

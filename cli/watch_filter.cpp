@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <CLI/CLI.hpp>
+
 #include "units.h"
 
 namespace cli {
@@ -18,6 +20,13 @@ std::optional<uint8_t> parse_byte(const char* option, const std::string& text, f
 }
 
 }  // namespace
+
+void add_watch_filter_options(CLI::App& command, watch_filter_options_t& options)
+{
+    command.add_option("--peer", options.peer, "only from or to this one: address or service/endpoint");
+    command.add_option("--set", options.set, "only this command set, for example 0x03");
+    command.add_option("--id", options.id, "only this command id, for example 0xc1");
+}
 
 std::optional<WatchFilter> WatchFilter::make(const watch_filter_options_t& options, const route_config_t& config,
                                              failure_t& failure)

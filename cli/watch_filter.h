@@ -9,6 +9,10 @@
 #include "bus_access.h"
 #include "tap_socket.h"
 
+namespace CLI {
+class App;
+}
+
 namespace cli {
 
 struct watch_filter_options_t {
@@ -17,6 +21,9 @@ struct watch_filter_options_t {
     std::string id;
     bool both = false;  // the sender's and the receiver's copy
 };
+
+// --peer, --set and --id.
+void add_watch_filter_options(CLI::App& command, watch_filter_options_t& options);
 
 class WatchFilter {
 public:

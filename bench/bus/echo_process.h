@@ -12,6 +12,7 @@ public:
     ~echo_process();
     echo_process(const echo_process&) = delete;
     echo_process& operator=(const echo_process&) = delete;
+    pid_t pid() const { return child_; }
 
 private:
     pid_t child_;

@@ -34,6 +34,11 @@ std::unique_ptr<pair> make_zmq_pair(const std::string& directory);
 // From the app's send over the service's handler back into the app's reply callback, which sends the next request; or,
 // `waiting`, with kest_event_send_sync. Each pair has its own bus in `directory`.
 std::unique_ptr<pair> make_tarn_pair(const std::string& directory, bool waiting);
+// The same between two route files, whatever joins their buses; app 0x0200 and service 0x1105 of service "bench".
+std::unique_ptr<pair> make_tarn_pair_between(const std::string& app_config, const std::string& service_config,
+                                             bool waiting);
+// A route file for it, beside the directory of its bus.
+std::string write_tarn_config(const std::string& bus_dir);
 
 // Ends the benchmark with a line on standard error.
 [[noreturn]] void fail(const char* what);

@@ -46,14 +46,6 @@ private:
     kest_event_client_t client_ = nullptr;
 };
 
-std::string write_config(const std::string& bus_dir)
-{
-    std::string path = bus_dir + ".json";
-    std::ofstream(path) << R"({"bus_dir": ")" << bus_dir << R"(", "services": {"bench":
-        {"app": {"host": "0x0200"}, "service": {"host": "0x1105"}}}})";
-    return path;
-}
-
 void echo(const std::string& config)
 {
     const endpoint service(config, "service", answer, nullptr, nullptr);
@@ -63,8 +55,8 @@ void echo(const std::string& config)
 
 class tarn_pair : public pair {
 public:
-    tarn_pair(const std::string& bus_dir, bool waiting)
-        : waiting_(waiting), config_(write_config(bus_dir)), child_([this] { echo(config_); })
+    tarn_pair(std::string app_config, const std::string& service_config, bool waiting)
+        : waiting_(waiting), config_(std::move(app_config)), child_([&service_config] { echo(service_config); })
     {
         request_.peer_host = SERVICE;
         request_.attrib = 0x0040;
@@ -146,7 +138,22 @@ private:
 
 }  // namespace
 
+std::string write_tarn_config(const std::string& bus_dir)
+{
+    std::string path = bus_dir + ".json";
+    std::ofstream(path) << R"({"bus_dir": ")" << bus_dir << R"(", "services": {"bench":
+        {"app": {"host": "0x0200"}, "service": {"host": "0x1105"}}}})";
+    return path;
+}
+
+std::unique_ptr<pair> make_tarn_pair_between(const std::string& app_config, const std::string& service_config,
+                                             bool waiting)
+{
+    return std::make_unique<tarn_pair>(app_config, service_config, waiting);
+}
+
 std::unique_ptr<pair> make_tarn_pair(const std::string& directory, bool waiting)
 {
-    return std::make_unique<tarn_pair>(directory + (waiting ? "/waiting" : "/called_back"), waiting);
+    const std::string config = write_tarn_config(directory + (waiting ? "/waiting" : "/called_back"));
+    return make_tarn_pair_between(config, config, waiting);
 }

@@ -1,10 +1,14 @@
 // The factory floor, as the station's server tells it. Texts go in as text, never as HTML: aircraft say them.
 "use strict";
 
-const cards = new Map(); // by address
+const cards = new Map(); // by bus and address
 const link = document.getElementById("link");
 const ask = document.getElementById("ask");
 let asked = null; // the aircraft that the open question is about
+
+function idOf(aircraft) {
+  return `${aircraft.bus}/${aircraft.address}`;
+}
 
 function minutes(seconds) {
   const whole = Math.floor(seconds);
@@ -28,18 +32,18 @@ function list(element, texts) {
 function newCard(aircraft) {
   const card = document.getElementById("card").content.firstElementChild.cloneNode(true);
   card.querySelector("button").addEventListener("click", () => {
-    asked = aircraft.address;
+    asked = idOf(aircraft);
     document.getElementById("whom").textContent = card.querySelector(".name").textContent;
     ask.returnValue = "no";
     ask.showModal();
   });
   document.getElementById("floor").append(card);
-  cards.set(aircraft.address, card);
+  cards.set(idOf(aircraft), card);
   return card;
 }
 
 function show(aircraft) {
-  const card = cards.get(aircraft.address) ?? newCard(aircraft);
+  const card = cards.get(idOf(aircraft)) ?? newCard(aircraft);
   const failed = aircraft.state === 9 || aircraft.error !== 0;
   card.className = aircraft.silent ? "silent" : failed ? "error" : aircraft.flying ? "flying" : "";
   card.querySelector(".name").textContent = aircraft.name;
@@ -64,11 +68,11 @@ function showReports(names) {
   document.getElementById("reports").replaceChildren(...items);
 }
 
-async function stop(address) {
-  const answer = cards.get(address).querySelector(".answer");
+async function stop(id) {
+  const answer = cards.get(id).querySelector(".answer");
   answer.textContent = "asking …";
   try {
-    const response = await fetch(`stop/${address}`, { method: "POST", headers: { "X-Vela-Station": "stop" } });
+    const response = await fetch(`stop/${id}`, { method: "POST", headers: { "X-Vela-Station": "stop" } });
     answer.textContent = response.ok ? "" : `not stopped: ${(await response.json()).error}`;
   } catch {
     answer.textContent = "not stopped: the station does not answer";

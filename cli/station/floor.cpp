@@ -48,7 +48,7 @@ void Floor::end_flight_if_one_ends(aircraft_t& aircraft, uint64_t now_us)
     aircraft.flight_since_us = 0;
 }
 
-void Floor::on_heartbeat(uint16_t from, const afqt_heart_beat_t& beat, uint64_t now_us)
+void Floor::on_heartbeat(aircraft_id_t from, const afqt_heart_beat_t& beat, uint64_t now_us)
 {
     const std::lock_guard lock(mutex_);
     aircraft_t& aircraft = aircraft_[from];
@@ -63,7 +63,7 @@ void Floor::on_heartbeat(uint16_t from, const afqt_heart_beat_t& beat, uint64_t 
     changed();
 }
 
-void Floor::on_notice(uint16_t from, const afqt_on_off_cmd_t& notice)
+void Floor::on_notice(aircraft_id_t from, const afqt_on_off_cmd_t& notice)
 {
     const std::lock_guard lock(mutex_);
     const auto known = aircraft_.find(from);
@@ -74,7 +74,7 @@ void Floor::on_time(uint64_t now_us)
 {
     const std::lock_guard lock(mutex_);
     now_us_ = now_us;
-    for (auto& [address, aircraft] : aircraft_) {
+    for (auto& [id, aircraft] : aircraft_) {
         if (aircraft.silent || now_us < aircraft.heard_us + SILENT_US) continue;
         aircraft.silent = true;
         if (aircraft.watch) aircraft.watch->on_time(now_us);
@@ -83,16 +83,17 @@ void Floor::on_time(uint64_t now_us)
     }
 }
 
-bool Floor::knows(uint16_t address) const
+bool Floor::knows(aircraft_id_t id) const
 {
     const std::lock_guard lock(mutex_);
-    return aircraft_.contains(address);
+    return aircraft_.contains(id);
 }
 
-json Floor::picture_of(uint16_t address, const aircraft_t& aircraft, uint64_t now_us)
+json Floor::picture_of(aircraft_id_t id, const aircraft_t& aircraft, uint64_t now_us)
 {
     json picture = beat_json(aircraft.beat);
-    picture["address"] = address;
+    picture["bus"] = id.bus;
+    picture["address"] = id.address;
     picture["silent"] = aircraft.silent;
     picture["flying"] = under_way(aircraft.watch);
     picture["state_seconds"] = seconds_between(aircraft.state_since_us, now_us);
@@ -111,8 +112,8 @@ std::optional<Floor::picture_t> Floor::wait_for_news(uint64_t seen, uint32_t pat
     news_.wait_for(lock, std::chrono::milliseconds(patience_ms), [&] { return closed_ || number_ != seen; });
     if (closed_) return std::nullopt;
     picture_t picture = {number_, json::array()};
-    for (const auto& [address, aircraft] : aircraft_)
-        picture.aircraft.push_back(picture_of(address, aircraft, now_us_));
+    for (const auto& [id, aircraft] : aircraft_)
+        picture.aircraft.push_back(picture_of(id, aircraft, now_us_));
     return picture;
 }
 

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "afqt_wire.h"
@@ -15,16 +16,26 @@
 
 namespace cli {
 
+// An aircraft: the bus on which it is heard, as a place in the list of buses, and its address there.
+struct aircraft_id_t {
+    uint16_t bus;
+    uint16_t address;
+    bool operator<(const aircraft_id_t& other) const
+    {
+        return std::pair(bus, address) < std::pair(other.bus, other.address);
+    }
+};
+
 class Floor {
 public:
-    // Boot times are those of the bus.
-    void on_heartbeat(uint16_t from, const afqt_heart_beat_t& beat, uint64_t now_us);
-    void on_notice(uint16_t from, const afqt_on_off_cmd_t& notice);
+    // Boot times are those of this machine.
+    void on_heartbeat(aircraft_id_t from, const afqt_heart_beat_t& beat, uint64_t now_us);
+    void on_notice(aircraft_id_t from, const afqt_on_off_cmd_t& notice);
 
     // Time passes: aircraft fall silent.
     void on_time(uint64_t now_us);
 
-    bool knows(uint16_t address) const;
+    bool knows(aircraft_id_t id) const;
 
     // What a page shows, and the number of this picture of it; `seen` is the number of the last one. Waits for another
     // until `patience_ms` have passed. None when closed.
@@ -57,12 +68,12 @@ private:
     void changed();
     void begin_flight_if_one_begins(aircraft_t& aircraft, const afqt_heart_beat_t& beat, uint64_t now_us);
     void end_flight_if_one_ends(aircraft_t& aircraft, uint64_t now_us);
-    static json picture_of(uint16_t address, const aircraft_t& aircraft, uint64_t now_us);
+    static json picture_of(aircraft_id_t id, const aircraft_t& aircraft, uint64_t now_us);
 
     mutable std::mutex mutex_;
     mutable std::condition_variable news_;
     // Guarded by the mutex.
-    std::map<uint16_t, aircraft_t> aircraft_;
+    std::map<aircraft_id_t, aircraft_t> aircraft_;
     uint64_t number_ = 1;
     uint64_t now_us_ = 0;
     bool closed_ = false;

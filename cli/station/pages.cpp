@@ -101,7 +101,7 @@ public:
         auto picture = floor_.wait_for_news(seen_, NEWS_PATIENCE_MS);
         if (!picture) return false;
         for (json& aircraft : picture->aircraft)
-            aircraft["name"] = pages_.name(aircraft["address"].get<uint16_t>());
+            aircraft["name"] = pages_.name({aircraft["bus"].get<uint16_t>(), aircraft["address"].get<uint16_t>()});
         seen_ = picture->number;
         const std::string text =
             "data: " + json{{"aircraft", picture->aircraft}, {"reports", reports_in(pages_.reports)}}.dump() + "\n\n";
@@ -136,10 +136,11 @@ void stop_aircraft(const httplib::Request& request, httplib::Response& response,
 {
     if (request.get_header_value("X-Vela-Station") != "stop")
         return answer_json(response, 403, {{"error", "not ours"}});
-    const auto address = number(request.matches[1]);
-    if (!address || !floor.knows(*address))
+    const auto bus = number(request.matches[1]);
+    const auto address = number(request.matches[2]);
+    if (!bus || !address || !floor.knows({*bus, *address}))
         return answer_json(response, 404, {{"error", "no such aircraft was heard"}});
-    const std::string failure = pages.stop_aircraft(*address);
+    const std::string failure = pages.stop_aircraft({*bus, *address});
     if (!failure.empty()) return answer_json(response, 502, {{"error", failure}});
     answer_json(response, 200, {{"asked", true}});
 }
@@ -180,7 +181,7 @@ PageServer::PageServer(pages_t pages, Floor& floor)
     server_->Get(R"(/reports/([^/]+))", [this](const httplib::Request& request, httplib::Response& response) {
         serve_report(request, response, pages_.reports);
     });
-    server_->Post(R"(/stop/(\d+))", [this](const httplib::Request& request, httplib::Response& response) {
+    server_->Post(R"(/stop/(\d+)/(\d+))", [this](const httplib::Request& request, httplib::Response& response) {
         stop_aircraft(request, response, floor_, pages_);
     });
 }

@@ -15,10 +15,10 @@ class Server;
 namespace cli {
 
 struct pages_t {
-    int port = 0;                                                // 0: one that is free
-    std::string reports;                                         // folder with reports (HTML) of flights
-    std::function<std::string(uint16_t address)> name;           // of an aircraft, for people
-    std::function<std::string(uint16_t address)> stop_aircraft;  // asks once; why it could not, or empty
+    int port = 0;                                             // 0: one that is free
+    std::string reports;                                      // folder with reports (HTML) of flights
+    std::function<std::string(aircraft_id_t)> name;           // of an aircraft, for people
+    std::function<std::string(aircraft_id_t)> stop_aircraft;  // asks once; why it could not, or empty
 };
 
 class PageServer {

@@ -1,12 +1,13 @@
 # Completion of vela in bash. Commands stand here; options come from the tool's own help.
 _vela_commands() {
     case $1 in
-        "") echo "version nfz tfr afqt fc fly station bus demo" ;;
+        "") echo "version nfz tfr afqt fc fly station router bus demo" ;;
         nfz) echo "make inspect send read" ;;
         tfr) echo "make inspect send nearest map" ;;
         afqt) echo "start check stop watch log report" ;;
         fc) echo "log" ;;
-        bus) echo "watch stats" ;;
+        router) echo "run keys" ;;
+        bus) echo "watch record replay dissector messages stats" ;;
     esac
 }
 

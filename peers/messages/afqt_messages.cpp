@@ -135,20 +135,24 @@ constexpr field_t TEST_SWITCH[] = {
 constexpr message_kind REQUEST = message_kind::request;
 constexpr uint8_t SET = SET_FLIGHT_CONTROLLER;
 
+constexpr parties_t FLOWN = {HOST_FLIGHT_SERVICE, HOST_FLIGHT_CONTROLLER};
+constexpr parties_t REPORTED = {HOST_FLIGHT_SERVICE, HOST_FACTORY_STATION};
+constexpr parties_t SWITCHED = {HOST_FACTORY_STATION, HOST_FLIGHT_SERVICE};
+
 constexpr message_t MESSAGES[] = {
-    {"sticks", "how to fly", SET, CMD_ID_CTRL_DATA, REQUEST, 0, sizeof(api_ctrl_data_without_sensor_t), STICKS},
-    {"pro_sticks", "how to fly, with feed-forward", SET, CMD_ID_CTRL_DATA, REQUEST, 0, sizeof(api_ctrl_data_pro_t),
-     PRO_STICKS},
-    {"basic_command", "take off, land, go home", SET, CMD_ID_BASIC_CMD, REQUEST, 0, sizeof(api_basic_cmd_t),
+    {"sticks", "how to fly", FLOWN, SET, CMD_ID_CTRL_DATA, REQUEST, 0, sizeof(api_ctrl_data_without_sensor_t), STICKS},
+    {"pro_sticks", "how to fly, with feed-forward", FLOWN, SET, CMD_ID_CTRL_DATA, REQUEST, 0,
+     sizeof(api_ctrl_data_pro_t), PRO_STICKS},
+    {"basic_command", "take off, land, go home", FLOWN, SET, CMD_ID_BASIC_CMD, REQUEST, 0, sizeof(api_basic_cmd_t),
      BASIC_COMMAND},
-    {"external_control", "asks to fly by sticks, or ends that", SET, CMD_ID_MISSION_ONOFF, REQUEST, 0,
+    {"external_control", "asks to fly by sticks, or ends that", FLOWN, SET, CMD_ID_MISSION_ONOFF, REQUEST, 0,
      sizeof(cmd_mission_request_onoff_t), EXTERNAL_CONTROL},
-    {"afqt_heartbeat", "where the flight test stands", SET_AFQT, CMD_ID_AFQT_MSG, REQUEST, 0,
-     sizeof(afqt_heart_beat_msg_t), HEARTBEAT, MSG_ID_HEART_BEAT},
-    {"sweep", "starts or stops a sweep of one loop", SET_AFQT, CMD_ID_AFQT_MSG, REQUEST, 0, sizeof(afqt_sweep_req_t),
-     SWEEP, MSG_ID_MOTION_CMD},
-    {"afqt_switch", "flight test on or off, or that it is done", SET_AFQT, CMD_ID_AFQT_CMD, REQUEST, 0,
-     sizeof(afqt_on_off_cmd_t), TEST_SWITCH},
+    {"afqt_heartbeat", "where the flight test stands; the flight controller gets it, too", REPORTED, SET_AFQT,
+     CMD_ID_AFQT_MSG, REQUEST, 0, sizeof(afqt_heart_beat_msg_t), HEARTBEAT, MSG_ID_HEART_BEAT},
+    {"sweep", "starts or stops a sweep of one loop", FLOWN, SET_AFQT, CMD_ID_AFQT_MSG, REQUEST, 0,
+     sizeof(afqt_sweep_req_t), SWEEP, MSG_ID_MOTION_CMD},
+    {"afqt_switch", "flight test on or off; from the service: that it is done", SWITCHED, SET_AFQT, CMD_ID_AFQT_CMD,
+     REQUEST, 0, sizeof(afqt_on_off_cmd_t), TEST_SWITCH},
 };
 
 }  // namespace

@@ -72,17 +72,20 @@ constexpr message_kind REQUEST = message_kind::request;
 constexpr message_kind REPLY = message_kind::reply;
 constexpr uint8_t SET = SET_FLIGHT_CONTROLLER;
 
+constexpr parties_t SUBSCRIBED = {HOST_FLIGHT_SERVICE, HOST_FLIGHT_CONTROLLER};
+constexpr parties_t PUSHED = {HOST_FLIGHT_CONTROLLER, HOST_FLIGHT_SERVICE};
+
 constexpr message_t MESSAGES[] = {
-    {"bag_add", "subscribes data items", SET, ID_DB_BAG_ADD, REQUEST, 0, sizeof(db_bag_add_req_t), ADD},
-    {"bag_add_ack", "subscribed or not", SET, ID_DB_BAG_ADD, REPLY, 0, 1, CODE_ACK},
-    {"bag_reset", "ends all subscriptions", SET, ID_DB_BAG_RESET, REQUEST, 0, 1, RESET},
-    {"bag_reset_ack", "done or not", SET, ID_DB_BAG_RESET, REPLY, 0, 1, CODE_ACK},
-    {"bag_delete", "ends one subscription", SET, ID_DB_BAG_DELETE, REQUEST, 0, 1, DELETE},
-    {"bag_delete_ack", "done or not", SET, ID_DB_BAG_DELETE, REPLY, 0, 1, CODE_ACK},
-    {"bag_update_freq", "changes the rate of a subscription", SET, ID_DB_BAG_UPDATE_FREQ, REQUEST, 0,
+    {"bag_add", "subscribes data items", SUBSCRIBED, SET, ID_DB_BAG_ADD, REQUEST, 0, sizeof(db_bag_add_req_t), ADD},
+    {"bag_add_ack", "subscribed or not", SUBSCRIBED, SET, ID_DB_BAG_ADD, REPLY, 0, 1, CODE_ACK},
+    {"bag_reset", "ends all subscriptions", SUBSCRIBED, SET, ID_DB_BAG_RESET, REQUEST, 0, 1, RESET},
+    {"bag_reset_ack", "done or not", SUBSCRIBED, SET, ID_DB_BAG_RESET, REPLY, 0, 1, CODE_ACK},
+    {"bag_delete", "ends one subscription", SUBSCRIBED, SET, ID_DB_BAG_DELETE, REQUEST, 0, 1, DELETE},
+    {"bag_delete_ack", "done or not", SUBSCRIBED, SET, ID_DB_BAG_DELETE, REPLY, 0, 1, CODE_ACK},
+    {"bag_update_freq", "changes the rate of a subscription", SUBSCRIBED, SET, ID_DB_BAG_UPDATE_FREQ, REQUEST, 0,
      sizeof(db_bag_update_freq_req_t), UPDATE_FREQ},
-    {"bag_update_freq_ack", "done or not", SET, ID_DB_BAG_UPDATE_FREQ, REPLY, 0, 1, CODE_ACK},
-    {"bag_push", "the subscribed data", SET, ID_DB_BAG_PUSH, REQUEST, 0, sizeof(push_t), PUSH},
+    {"bag_update_freq_ack", "done or not", SUBSCRIBED, SET, ID_DB_BAG_UPDATE_FREQ, REPLY, 0, 1, CODE_ACK},
+    {"bag_push", "the subscribed data", PUSHED, SET, ID_DB_BAG_PUSH, REQUEST, 0, sizeof(push_t), PUSH},
 };
 
 }  // namespace

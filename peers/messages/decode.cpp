@@ -11,29 +11,6 @@ namespace {
 
 constexpr size_t SHOWN_BYTES = 16;  // of a long field, in a line for people
 
-bool is_rest(const field_t& field)
-{
-    return field.type == field_type::rest || field.type == field_type::rest_u32;
-}
-
-size_t element_size(field_type type)
-{
-    switch (type) {
-        case field_type::u16:
-            return 2;
-        case field_type::u32:
-        case field_type::i32:
-        case field_type::f32:
-        case field_type::version:
-        case field_type::rest_u32:
-            return 4;
-        case field_type::f64:
-            return 8;
-        default:
-            return 1;
-    }
-}
-
 template <class T>
 T read(bytes_view payload, size_t offset)
 {
@@ -126,7 +103,7 @@ decoded_field_t decode_field(const field_t& field, bytes_view payload)
 
 std::string length_problem(const message_t& message, size_t length)
 {
-    const bool open_end = std::any_of(message.fields.begin(), message.fields.end(), is_rest);
+    const bool open_end = is_open_ended(message);
     // A message without fields has a payload that nobody reads.
     if (message.fields.empty() || length == message.size || (open_end && length > message.size)) return {};
     return std::string(length < message.size ? "short: " : "long: ") + std::to_string(length) + " bytes, " +

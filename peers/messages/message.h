@@ -1,5 +1,5 @@
-// Description of the bus messages, as data: one table from which messages are decoded for people and, in time, wire
-// documentation and dissectors are generated.
+// Description of the bus messages, as data: one table from which messages are decoded for people, and a dissector and
+// the wire reference are generated.
 #pragma once
 
 #include <cstddef>
@@ -23,6 +23,12 @@ enum class field_type {
     rest_u32,  // 32-bit numbers up to the end of the payload
 };
 
+// Name of the type as above.
+const char* type_name(field_type type);
+
+// Bytes of one element; 1 where `count` is the number of bytes.
+size_t element_size(field_type type);
+
 // Name of a value; a table of them ends with a null name.
 struct value_name_t {
     uint32_t value;
@@ -43,9 +49,16 @@ struct field_t {  // NOLINT(clang-analyzer-optin.performance.Padding)
 
 enum class message_kind { request, reply };
 
+// Bus addresses of those who usually exchange a message; 0: several. For people only, others may do it, too.
+struct parties_t {
+    uint16_t asker = 0;   // sends the request
+    uint16_t server = 0;  // receives it, and answers
+};
+
 struct message_t {
     const char* name;
     const char* summary;
+    parties_t parties;
     uint8_t set;
     uint8_t id;
     message_kind kind;
@@ -54,6 +67,9 @@ struct message_t {
     std::span<const field_t> fields;
     int16_t first_byte = -1;  // of the payload, where it tells messages of one id apart; -1: it does not
 };
+
+// Its last field goes on to the end of the payload.
+bool is_open_ended(const message_t& message);
 
 // All messages known, in groups that belong together.
 std::span<const std::span<const message_t>> message_groups();

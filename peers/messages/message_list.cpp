@@ -19,6 +19,13 @@ std::span<const std::span<const message_t>> message_groups()
     return groups;
 }
 
+bool is_open_ended(const message_t& message)
+{
+    if (message.fields.empty()) return false;
+    const field_type last = message.fields.back().type;
+    return last == field_type::rest || last == field_type::rest_u32;
+}
+
 const message_t* find_message(uint8_t set, uint8_t id, message_kind kind, uint16_t server,
                               std::span<const uint8_t> payload)
 {

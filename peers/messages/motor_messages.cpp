@@ -41,14 +41,17 @@ constexpr field_t SET_ACK[] = {{"result", 0, field_type::u8, 1, "", RESULTS}};
 constexpr message_kind REQUEST = message_kind::request;
 constexpr message_kind REPLY = message_kind::reply;
 
+constexpr parties_t OF_THE_MOTORS = {HOST_NFZ_UPGRADE, HOST_FLIGHT_CONTROLLER};
+
 constexpr message_t MESSAGES[] = {
-    {"motor_error_register", "asks for a way to hold the motors", SET_FLIGHT_CONTROLLER, ID_REGISTER_MOTOR_ERR, REQUEST,
-     0, sizeof(vela_fc_set_register_motor_ext_err_req), REGISTER},
-    {"motor_error_registered", "the id and code to use", SET_FLIGHT_CONTROLLER, ID_REGISTER_MOTOR_ERR, REPLY, 0,
-     sizeof(vela_fc_set_register_motor_ext_err_rsp), REGISTER_ACK},
-    {"motor_error_set", "holds or releases the motors", SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR, REQUEST, 0,
-     sizeof(vela_fc_set_set_motor_ext_err_req), SET},
-    {"motor_error_set_ack", "obeyed or not", SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR, REPLY, 0, 1, SET_ACK},
+    {"motor_error_register", "asks for a way to hold the motors", OF_THE_MOTORS, SET_FLIGHT_CONTROLLER,
+     ID_REGISTER_MOTOR_ERR, REQUEST, 0, sizeof(vela_fc_set_register_motor_ext_err_req), REGISTER},
+    {"motor_error_registered", "the id and code to use", OF_THE_MOTORS, SET_FLIGHT_CONTROLLER, ID_REGISTER_MOTOR_ERR,
+     REPLY, 0, sizeof(vela_fc_set_register_motor_ext_err_rsp), REGISTER_ACK},
+    {"motor_error_set", "holds or releases the motors", OF_THE_MOTORS, SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR, REQUEST,
+     0, sizeof(vela_fc_set_set_motor_ext_err_req), SET},
+    {"motor_error_set_ack", "obeyed or not", OF_THE_MOTORS, SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR, REPLY, 0, 1,
+     SET_ACK},
 };
 
 }  // namespace

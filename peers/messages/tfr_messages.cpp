@@ -63,12 +63,15 @@ constexpr field_t PUSH[] = {
 constexpr message_kind REQUEST = message_kind::request;
 constexpr message_kind REPLY = message_kind::reply;
 
+constexpr parties_t DELIVERED = {HOST_APP, HOST_FLIGHT_SERVICE};
+constexpr parties_t PUSHED = {HOST_FLIGHT_SERVICE, HOST_FLIGHT_CONTROLLER};
+
 constexpr message_t MESSAGES[] = {
-    {"tfr_transfer", "starts, carries a fragment, or finishes", SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, REQUEST, 0,
-     sizeof(update_tfr_req_t), TRANSFER},
-    {"tfr_transfer_ack", "stored uid, next fragment, or the end", SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, REPLY, 0,
-     sizeof(update_tfr_rsp_t), TRANSFER_ACK},
-    {"tfr_push", "one of the areas nearest to the aircraft", SET_FLYLIMIT, ID_TFR_PUSH, REQUEST, 0,
+    {"tfr_transfer", "starts, carries a fragment, or finishes", DELIVERED, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE,
+     REQUEST, 0, sizeof(update_tfr_req_t), TRANSFER},
+    {"tfr_transfer_ack", "stored uid, next fragment, or the end", DELIVERED, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE,
+     REPLY, 0, sizeof(update_tfr_rsp_t), TRANSFER_ACK},
+    {"tfr_push", "one of the areas nearest to the aircraft", PUSHED, SET_FLYLIMIT, ID_TFR_PUSH, REQUEST, 0,
      sizeof(vela_flight_push_tfr_t), PUSH},
 };
 

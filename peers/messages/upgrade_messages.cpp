@@ -119,33 +119,40 @@ constexpr field_t CODE_ACK[] = {{"ret_code", 0, field_type::u8}};
 constexpr message_kind REQUEST = message_kind::request;
 constexpr message_kind REPLY = message_kind::reply;
 
+constexpr parties_t SENT_BY_APP = {HOST_APP, HOST_NFZ_UPGRADE};
+constexpr parties_t ANNOUNCED = {HOST_NFZ_UPGRADE, HOST_APP};
+constexpr parties_t READ_BACK = {HOST_FLIGHT_CONTROLLER, HOST_NFZ_UPGRADE};
+
 constexpr message_t MESSAGES[] = {
-    {"upgrade_entry", "begins an upgrade", SET_COMMON, ID_UPGRADE_ENTRY, REQUEST, 0, UPGRADE_ENTRY_REQ_SIZE, ENTRY},
-    {"upgrade_entry_ack", "how blocks may be sent", SET_COMMON, ID_UPGRADE_ENTRY, REPLY, 0,
+    {"upgrade_entry", "begins an upgrade", SENT_BY_APP, SET_COMMON, ID_UPGRADE_ENTRY, REQUEST, 0,
+     UPGRADE_ENTRY_REQ_SIZE, ENTRY},
+    {"upgrade_entry_ack", "how blocks may be sent", SENT_BY_APP, SET_COMMON, ID_UPGRADE_ENTRY, REPLY, 0,
      sizeof(upgrade_request_entry_ack_t), ENTRY_ACK},
-    {"upgrade_start", "announces the size", SET_COMMON, ID_UPGRADE_START, REQUEST, 0,
+    {"upgrade_start", "announces the size", SENT_BY_APP, SET_COMMON, ID_UPGRADE_START, REQUEST, 0,
      sizeof(upgrade_request_receive_req_t), START},
-    {"upgrade_start_ack", "largest block", SET_COMMON, ID_UPGRADE_START, REPLY, 0,
+    {"upgrade_start_ack", "largest block", SENT_BY_APP, SET_COMMON, ID_UPGRADE_START, REPLY, 0,
      sizeof(upgrade_request_receive_ack_t), START_ACK},
-    {"upgrade_data", "one numbered block", SET_COMMON, ID_UPGRADE_DATA, REQUEST, 0, sizeof(upgrade_data_transfer_req_t),
-     DATA},
-    {"upgrade_data_ack", "last block written", SET_COMMON, ID_UPGRADE_DATA, REPLY, 0,
+    {"upgrade_data", "one numbered block", SENT_BY_APP, SET_COMMON, ID_UPGRADE_DATA, REQUEST, 0,
+     sizeof(upgrade_data_transfer_req_t), DATA},
+    {"upgrade_data_ack", "last block written", SENT_BY_APP, SET_COMMON, ID_UPGRADE_DATA, REPLY, 0,
      sizeof(upgrade_data_transfer_ack_t), DATA_ACK},
-    {"upgrade_end", "asks to verify and install", SET_COMMON, ID_UPGRADE_END, REQUEST, 0, sizeof(upgrade_end_req_t),
-     END},
-    {"upgrade_end_ack", "verified and installed, or not", SET_COMMON, ID_UPGRADE_END, REPLY, 0,
+    {"upgrade_end", "asks to verify and install", SENT_BY_APP, SET_COMMON, ID_UPGRADE_END, REQUEST, 0,
+     sizeof(upgrade_end_req_t), END},
+    {"upgrade_end_ack", "verified and installed, or not", SENT_BY_APP, SET_COMMON, ID_UPGRADE_END, REPLY, 0,
      sizeof(upgrade_end_ack_t), END_ACK},
-    {"reboot", "asks for a restart", SET_COMMON, ID_UPGRADE_REBOOT, REQUEST, 0, 0, {}},
-    {"reboot_ack", "nothing is restarted", SET_COMMON, ID_UPGRADE_REBOOT, REPLY, 0, 1, REBOOT_ACK},
-    {"get_device_state", "asks for the state", SET_COMMON, ID_GET_DEVICE_STATE, REQUEST, 0, 0, {}},
-    {"device_state", "the state", SET_COMMON, ID_GET_DEVICE_STATE, REPLY, 0, sizeof(upgrade_get_device_state_ack_t),
-     DEVICE_STATE_ACK},
-    {"database_announcement", "the installed database", SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, REQUEST, 0,
-     sizeof(upgrade_flylimit_version_push_t), ANNOUNCEMENT},
-    {"database_announcement_ack", "heard", SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, REPLY, 0, 1, CODE_ACK},
-    {"database_read", "asks for a range of the database", SET_FLYLIMIT, ID_NFZ_READ, REQUEST, 0,
+    {"reboot", "asks for a restart", SENT_BY_APP, SET_COMMON, ID_UPGRADE_REBOOT, REQUEST, 0, 0, {}},
+    {"reboot_ack", "nothing is restarted", SENT_BY_APP, SET_COMMON, ID_UPGRADE_REBOOT, REPLY, 0, 1, REBOOT_ACK},
+    {"get_device_state", "asks for the state", SENT_BY_APP, SET_COMMON, ID_GET_DEVICE_STATE, REQUEST, 0, 0, {}},
+    {"device_state", "the state", SENT_BY_APP, SET_COMMON, ID_GET_DEVICE_STATE, REPLY, 0,
+     sizeof(upgrade_get_device_state_ack_t), DEVICE_STATE_ACK},
+    {"database_announcement", "the installed database", ANNOUNCED, SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, REQUEST,
+     0, sizeof(upgrade_flylimit_version_push_t), ANNOUNCEMENT},
+    {"database_announcement_ack", "heard", ANNOUNCED, SET_FLIGHT_CONTROLLER, ID_FLYLIMIT_VERSION, REPLY, 0, 1,
+     CODE_ACK},
+    {"database_read", "asks for a range of the database", READ_BACK, SET_FLYLIMIT, ID_NFZ_READ, REQUEST, 0,
      sizeof(upgrade_profile_read_file_req_t), READ},
-    {"database_range", "a range of the database", SET_FLYLIMIT, ID_NFZ_READ, REPLY, 0, READ_ACK_MIN, READ_ACK},
+    {"database_range", "a range of the database", READ_BACK, SET_FLYLIMIT, ID_NFZ_READ, REPLY, 0, READ_ACK_MIN,
+     READ_ACK},
 };
 
 }  // namespace

@@ -60,34 +60,41 @@ constexpr field_t SERIAL_ACK[] = {
     WIRE_FIELD_AS("serial", sn_request_ack_t, sn, text, 16),
 };
 
+constexpr parties_t ANYBODY = {};
+constexpr parties_t OF_SERVICE = {0, HOST_FLIGHT_SERVICE};
+constexpr parties_t OF_UPGRADE_CLIENT = {0, HOST_NFZ_UPGRADE};
+constexpr parties_t OF_FLIGHT_CONTROLLER = {HOST_FLIGHT_SERVICE, HOST_FLIGHT_CONTROLLER};
+
 constexpr message_t MESSAGES[] = {
-    {"get_version", "asks for versions", SET_COMMON, ID_GET_VERSION, message_kind::request, 0, 0, {}},
-    {"service_version", "versions of the service and its database", SET_COMMON, ID_GET_VERSION, message_kind::reply,
-     HOST_FLIGHT_SERVICE, sizeof(flight_version_ack_t), SERVICE_VERSION_ACK},
-    {"database_version", "version of the no-fly-zone database", SET_COMMON, ID_GET_VERSION, message_kind::reply,
-     HOST_NFZ_UPGRADE, sizeof(upgrade_get_version_ack_t), DATABASE_VERSION_ACK},
-    {"fc_version", "version of the flight controller", SET_COMMON, ID_GET_VERSION, message_kind::reply,
-     HOST_FLIGHT_CONTROLLER, sizeof(cmd_get_version_t), FC_VERSION_ACK},
+    {"get_version", "asks for versions", ANYBODY, SET_COMMON, ID_GET_VERSION, message_kind::request, 0, 0, {}},
+    {"service_version", "versions of the service and its database", OF_SERVICE, SET_COMMON, ID_GET_VERSION,
+     message_kind::reply, HOST_FLIGHT_SERVICE, sizeof(flight_version_ack_t), SERVICE_VERSION_ACK},
+    {"database_version", "version of the no-fly-zone database", OF_UPGRADE_CLIENT, SET_COMMON, ID_GET_VERSION,
+     message_kind::reply, HOST_NFZ_UPGRADE, sizeof(upgrade_get_version_ack_t), DATABASE_VERSION_ACK},
+    {"fc_version", "version of the flight controller", OF_FLIGHT_CONTROLLER, SET_COMMON, ID_GET_VERSION,
+     message_kind::reply, HOST_FLIGHT_CONTROLLER, sizeof(cmd_get_version_t), FC_VERSION_ACK},
     {"get_drone_type",
      "asks for the craft type",
+     OF_FLIGHT_CONTROLLER,
      SET_FLIGHT_CONTROLLER,
      CMD_ID_GET_PRODUCT_TYPE,
      message_kind::request,
      0,
      0,
      {}},
-    {"drone_type", "the craft type", SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_TYPE, message_kind::reply, 0,
-     sizeof(cmd_get_drone_type_t), DRONE_TYPE_ACK},
+    {"drone_type", "the craft type", OF_FLIGHT_CONTROLLER, SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_TYPE,
+     message_kind::reply, 0, sizeof(cmd_get_drone_type_t), DRONE_TYPE_ACK},
     {"get_serial",
      "asks for the serial number",
+     OF_FLIGHT_CONTROLLER,
      SET_FLIGHT_CONTROLLER,
      CMD_ID_GET_PRODUCT_ID,
      message_kind::request,
      0,
      0,
      {}},
-    {"serial", "the serial number", SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_ID, message_kind::reply, 0,
-     sizeof(sn_request_ack_t), SERIAL_ACK},
+    {"serial", "the serial number", OF_FLIGHT_CONTROLLER, SET_FLIGHT_CONTROLLER, CMD_ID_GET_PRODUCT_ID,
+     message_kind::reply, 0, sizeof(sn_request_ack_t), SERIAL_ACK},
 };
 
 }  // namespace

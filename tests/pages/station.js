@@ -71,16 +71,17 @@ function answerToAnotherName(address) {
 }
 
 async function refusesOthers(address) {
-  const stop = new URL("stop/4357", address);
+  const stop = new URL("stop/0/4357", address);
   const codes = await Promise.all([
     fetch(stop, { method: "POST" }),
-    fetch(new URL("stop/1", address), { method: "POST", headers: { "X-Vela-Station": "stop" } }),
+    fetch(new URL("stop/0/1", address), { method: "POST", headers: { "X-Vela-Station": "stop" } }),
+    fetch(new URL("stop/1/4357", address), { method: "POST", headers: { "X-Vela-Station": "stop" } }),
     fetch(new URL("reports/..%2f..%2fetc%2fpasswd", address)),
     fetch(new URL("news", address.replace("localhost", "127.0.0.2"))).catch(() => ({ status: "closed" })),
     answerToAnotherName(address),
   ]);
   const found = codes.map((answer) => answer.status).join(" ");
-  ensure(found === "403 404 404 closed 403", `strangers got ${found}`);
+  ensure(found === "403 404 404 404 closed 403", `strangers got ${found}`);
 }
 
 run(async () => {
