@@ -1,4 +1,4 @@
-# Debian packages by CPack, one a component: flight, tarn, tarn_dev, tools. `./dev package` builds them.
+# Debian packages by CPack, one a component: flight, tarn, tarn_dev, tools, router. `./dev package` builds them.
 if(TARN_ROOT)
   message(FATAL_ERROR "VELA_PACKAGES packs the platform of tarn/; another one at TARN_ROOT has packages of its own.")
 endif()
@@ -53,6 +53,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DI
 read_exit_codes(EXIT_CODES)
 make_page(vela.1)
 make_page(vela_flight.8)
+make_page(tarn-router.1)
 read_license(${CMAKE_SOURCE_DIR}/cli/pages/vendor/uplot-LICENSE UPLOT_LICENSE)
 read_license(${CMAKE_SOURCE_DIR}/cli/pages/vendor/leaflet-LICENSE LEAFLET_LICENSE)
 string(TIMESTAMP VELA_COPYRIGHT_YEAR "%Y" UTC)
@@ -63,7 +64,7 @@ pack(${made}/changelog ${made}/changelog.Debian.gz)
 pack(${CMAKE_SOURCE_DIR}/CHANGELOG.md ${made}/changelog.gz)
 
 # Every package says what it is, what changed and whose it is.
-foreach(package IN ITEMS flight:vela-flight tarn:${tarn_package} tarn_dev:libtarn-dev tools:vela-tools)
+foreach(package IN ITEMS flight:vela-flight tarn:${tarn_package} tarn_dev:libtarn-dev tools:vela-tools router:tarn-router)
   string(REPLACE ":" ";" package ${package})
   list(GET package 0 component)
   list(GET package 1 name)
@@ -83,6 +84,8 @@ install(FILES ${CMAKE_SOURCE_DIR}/docs/installing.md DESTINATION share/doc/vela-
 install(FILES ${made}/vela_flight.8.gz DESTINATION share/man/man8 COMPONENT flight)
 
 install(FILES ${made}/vela.1.gz DESTINATION share/man/man1 COMPONENT tools)
+install(FILES ${made}/tarn-router.1.gz DESTINATION share/man/man1 COMPONENT router)
+install(FILES ${CMAKE_SOURCE_DIR}/docs/router.md DESTINATION share/doc/tarn-router COMPONENT router)
 foreach(program IN ITEMS vela-fly vela-station)
   file(CREATE_LINK vela.1.gz ${made}/${program}.1.gz SYMBOLIC)
   install(FILES ${made}/${program}.1.gz DESTINATION share/man/man1 COMPONENT tools)
@@ -159,4 +162,10 @@ Databases, restricted areas and flight tests: made, checked, sent, read
 back, simulated and reported.")
 depends_on(TOOLS ${our_tarn})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "vela-flight, gnuplot-nox, chromium")
+
+depends_on(ROUTER ${our_tarn})
+set(CPACK_DEBIAN_ROUTER_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_ROUTER_DESCRIPTION "joins the message buses of several machines
+One station reaches many aircraft, a desk reaches a drone: over TCP, with
+keys at both ends, programs on the bus unchanged.")
 include(CPack)
