@@ -281,7 +281,7 @@ void damaged_at_the_start(Run& run)
     bytes_t file = database(1);
     if (kind == 0) file[run.below(file.size())] ^= 0x10;
     if (kind == 1) file.resize(run.between(17, file.size() - 1));
-    if (kind == 2) file.resize(run.below(17));
+    if (kind == 2) file.resize(run.between(1, 16));
     run.inject();
     UpgradeHand hand(run, file);
     run.expect(file_bytes(DATABASE).empty(), "it is kept");
