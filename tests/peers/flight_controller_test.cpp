@@ -138,7 +138,7 @@ TEST_F(Controller, HoldsAndReleasesTheMotorsForWhoIsRegistered)
     EXPECT_TRUE(motors(id, first.motor_ext_err_code, MOTOR_DISABLE));
     EXPECT_TRUE(controller->motors().held());
     EXPECT_FALSE(basic_command(API_CMD_AUTO_TAKEOFF));
-    EXPECT_TRUE(happened(peers::fc_event_kind::takeoff_refused));
+    EXPECT_TRUE(soon([&] { return happened(peers::fc_event_kind::takeoff_refused); }));
     EXPECT_EQ(state().display_mode, KCTRL_GPS_ATTI);
     EXPECT_TRUE(motors(id, first.motor_ext_err_code, MOTOR_ENABLE));
     EXPECT_FALSE(controller->motors().held());
@@ -220,7 +220,7 @@ TEST_F(Controller, FliesByMessagesAndRecordsTheFlight)
     EXPECT_TRUE(basic_command(API_CMD_AUTO_LANDING));
     EXPECT_TRUE(soon([&] { return state().fsm == 0; }));
     EXPECT_EQ(state().gps_level, 1) << "stays as it was set";
-    EXPECT_TRUE(happened(peers::fc_event_kind::landed));
+    EXPECT_TRUE(soon([&] { return happened(peers::fc_event_kind::landed); }));
     EXPECT_EQ(controller->aircraft()->counts().commands, 4u);
     EXPECT_EQ(controller->aircraft()->counts().skipped_ms, 0u);
 
