@@ -60,8 +60,7 @@ kest_result_t Replay::run(const pace_t& pace, const std::function<void(size_t)>&
     const uint64_t start_us = peers::now_us();
     for (; sent_ < steps_.size(); sent(++sent_)) {
         const double after_us = static_cast<double>(steps_[sent_].at_us) / pace.speed;
-        if (!pace.fast && wait_until_due(start_us + static_cast<uint64_t>(after_us)) == wake::interrupted)
-            return -EINTR;
+        if (!pace.fast && wait_until_due(start_us, after_us) == wake::interrupted) return -EINTR;
         const kest_result_t result = send(sent_);
         if (result != 0) return result;
         const auto answered = [this] { return is_answered(sent_); };
@@ -71,10 +70,11 @@ kest_result_t Replay::run(const pace_t& pace, const std::function<void(size_t)>&
     return end == wake::interrupted ? -EINTR : 0;
 }
 
-// Looked at every millisecond: boot time may run faster than the time that is waited for.
-wake Replay::wait_until_due(uint64_t due_us)
+// Looked at every millisecond: boot time may run faster than the time that is waited for. The times of a capture may be
+// any, so that no moment is made of them.
+wake Replay::wait_until_due(uint64_t start_us, double after_us)
 {
-    while (peers::now_us() < due_us) {
+    while (static_cast<double>(peers::now_us() - start_us) < after_us) {
         if (waiter_.wait(STEP) == wake::interrupted) return wake::interrupted;
     }
     return wake::timeout;

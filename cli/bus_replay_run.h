@@ -43,7 +43,7 @@ private:
     {
     }
     kest_result_t create(const kest_mb_route_table_t& routes, uint16_t host);
-    wake wait_until_due(uint64_t due_us);
+    wake wait_until_due(uint64_t start_us, double after_us);
     kest_result_t send(size_t step);
     bool is_answered(size_t step) const;
     bool all_answered() const;

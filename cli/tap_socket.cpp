@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "capture/capture_reader.h"
+
 namespace cli {
 namespace {
 
@@ -72,13 +74,8 @@ std::optional<tap_record_t> TapSocket::next()
     uint8_t buffer[sizeof(tarn_tap_head_t) + KEST_EVENT_SIZE];
     ssize_t got = 0;
     while ((got = recv(fd_, buffer, sizeof buffer, 0)) >= 0) {
-        const peers::bytes_view bytes(buffer, static_cast<size_t>(got));
         tap_record_t record = {};
-        if (bytes.size() < sizeof record.head + KEST_EVENT_HEAD_SIZE) continue;
-        std::memcpy(&record.head, buffer, sizeof record.head);
-        const peers::bytes_view event = bytes.subspan(sizeof record.head);
-        std::memcpy(&record.event, event.data(), event.size());
-        if (record.event.msg_len == event.size() - KEST_EVENT_HEAD_SIZE) return record;
+        if (peers::read_tap_copy({buffer, static_cast<size_t>(got)}, record.head, record.event)) return record;
     }
     return std::nullopt;
 }

@@ -21,8 +21,18 @@ protected:
         station = ground->endpoint("factory", "station");
         station->start();
     }
+    // The same with one that only counts what it gets.
+    void meet_and_count()
+    {
+        service = aircraft->endpoint("flight_service", "flight_srv_fmu");
+        service->on_request(0x20, 0x05, [this](const kest_event_t&) { ++received; });
+        service->start();
+        station = ground->endpoint("factory", "station");
+        station->start();
+    }
     bool reaches() { return ask(*station, HOST_FLIGHT_SERVICE, {1, 2, 3}) == bytes_t{3, 2, 1}; }
 
+    std::atomic<int> received = 0;
     std::unique_ptr<peers::BusEndpoint> service;
     std::unique_ptr<peers::BusEndpoint> station;
 };
@@ -128,12 +138,7 @@ TEST_F(LinkOfTwo, ACutCableIsNoticedInTwoSecondsAndNothingOldComesThroughAfterwa
 {
     if (!has_cable()) GTEST_SKIP() << "this machine allows no network namespaces";
     start_both();
-    std::atomic<int> received = 0;
-    service = aircraft->endpoint("flight_service", "flight_srv_fmu");
-    service->on_request(0x20, 0x05, [&](const kest_event_t&) { ++received; });
-    service->start();
-    station = ground->endpoint("factory", "station");
-    station->start();
+    meet_and_count();
     ASSERT_EQ(send(*station, HOST_FLIGHT_SERVICE), 0);
     ASSERT_TRUE(within(2s, [&] { return received == 1; }));
 
@@ -184,12 +189,7 @@ TEST_F(LinkOfTwo, ASlowOtherEndFillsABoundedQueueAndNothingElse)
 TEST_F(LinkOfTwo, ARouterThatStoodStillDeliversNothingOld)
 {
     start_both();
-    std::atomic<int> received = 0;
-    service = aircraft->endpoint("flight_service", "flight_srv_fmu");
-    service->on_request(0x20, 0x05, [&](const kest_event_t&) { ++received; });
-    service->start();
-    station = ground->endpoint("factory", "station");
-    station->start();
+    meet_and_count();
     aircraft->program().signal(SIGSTOP);
     for (int i = 0; i < 50; ++i)
         EXPECT_EQ(send(*station, HOST_FLIGHT_SERVICE), 0);
