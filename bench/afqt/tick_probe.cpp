@@ -97,6 +97,6 @@ kest_result_t __wrap_kest_osal_timer_create(const kest_osal_timer_attrib_t* attr
     kest_osal_timer_attrib_t watched = *attrib;
     watched.entry = watched_tick;
     const uint64_t period_ns = uint64_t{attrib->timeout_us} * 1000;
-    std::thread(bare_thread, now_ns(CLOCK_MONOTONIC) + period_ns * 3 / 2, period_ns, attrib->priority).detach();
+    std::thread(bare_thread, now_ns(CLOCK_MONOTONIC) + period_ns, period_ns, attrib->priority).detach();
     return __real_kest_osal_timer_create(&watched, timer);
 }
