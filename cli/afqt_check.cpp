@@ -1,6 +1,8 @@
 #include "afqt_check.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "afqt_run.h"
 #include "files.h"

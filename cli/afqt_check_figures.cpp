@@ -1,5 +1,6 @@
 // What a motion list does, entry by entry, how long it takes and how far it goes.
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "afqt_check.h"
 #include "factory/test_watch.h"

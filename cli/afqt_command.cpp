@@ -1,9 +1,11 @@
 // vela afqt: the factory's side of a flight test.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "afqt_check.h"
 #include "afqt_report.h"

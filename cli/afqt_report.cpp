@@ -1,6 +1,8 @@
 #include "afqt_report.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "files.h"
 #include "page_sources.h"

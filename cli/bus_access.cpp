@@ -1,6 +1,7 @@
 #include "bus_access.h"
 
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,7 @@
 #include "bus_command.h"
 
+#include <CLI/CLI.hpp>
+
 namespace cli {
 
 void add_bus_commands(CLI::App& tool, context_t& context)

@@ -1,5 +1,7 @@
 // vela bus dissector: the messages for Wireshark, from the same description that `bus watch` uses.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_capture.h"
 #include "bus_command.h"

@@ -1,6 +1,7 @@
 #include "bus_message_text.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "common/digest.h"
 #include "console.h"

@@ -1,6 +1,8 @@
 // vela bus messages: every message there is, field by field, from the same description that `bus watch` decodes by.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_command.h"
 #include "console.h"

@@ -1,5 +1,7 @@
 // vela bus record: what passes on the bus, to a file that Wireshark opens.
+#include <CLI/CLI.hpp>
 #include <csignal>
+#include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <chrono>

@@ -1,7 +1,9 @@
 // vela bus replay: what one endpoint asked in a capture, asked again; are the answers the same?
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_command.h"
 #include "bus_message_text.h"

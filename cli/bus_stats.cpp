@@ -1,5 +1,7 @@
 // vela bus stats: the counters that every endpoint keeps beside its socket.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_access.h"
 #include "bus_command.h"

@@ -1,7 +1,9 @@
 // vela bus watch: every message on the bus, or in a capture of it, by name.
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 #include "bus_capture.h"
 #include "bus_command.h"

@@ -1,5 +1,8 @@
 #include "command.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 namespace cli {
 
 CLI::App* add_command(CLI::App& parent, context_t& context, const std::string& name, const std::string& description,

@@ -3,9 +3,11 @@
 
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 #include "failure.h"
+
+namespace CLI {
+class App;
+}
 
 namespace cli {
 

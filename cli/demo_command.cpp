@@ -1,4 +1,5 @@
 // vela demo: the whole story with a service that it starts itself.
+#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "command.h"

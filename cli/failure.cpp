@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace cli {
 
@@ -37,6 +38,11 @@ exit_code report(const context_t& context, const failure_t& failure, const json&
     std::fprintf(stderr, "vela: %s\n", failure.what.c_str());
     if (!failure.next.empty()) std::fprintf(stderr, "%s\n", failure.next.c_str());
     return failure.code;
+}
+
+exit_code report(const context_t& context, const failure_t& failure)
+{
+    return report(context, failure, json::object());
 }
 
 void print_result(const json& result)

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "exit_codes.h"
 
@@ -26,7 +26,8 @@ struct failure_t {
 
 // Says it on standard error, or as one JSON object on standard output that also holds the members of `more`. Returns
 // its code.
-exit_code report(const context_t& context, const failure_t& failure, const json& more = json::object());
+exit_code report(const context_t& context, const failure_t& failure, const json& more);
+exit_code report(const context_t& context, const failure_t& failure);
 
 // The JSON object of a success: {"ok": true, "exit_code": 0, …members of `result`…}.
 void print_result(const json& result);

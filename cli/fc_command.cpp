@@ -1,4 +1,5 @@
 // vela fc: a simulated flight controller that tells what it is asked for.
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>

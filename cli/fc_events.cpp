@@ -1,6 +1,7 @@
 #include "fc_events.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "console.h"
 #include "units.h"

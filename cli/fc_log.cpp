@@ -1,8 +1,10 @@
 #include "fc_log.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "console.h"
 #include "files.h"

@@ -1,4 +1,5 @@
 // vela: the tool people use with the flight service.
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <string>
 

@@ -1,5 +1,8 @@
 #include "nfz_command.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 namespace cli {
 
 void add_nfz_commands(CLI::App& tool, context_t& context)

@@ -1,5 +1,7 @@
 // vela nfz inspect: would the service keep this file?
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "console.h"
 #include "nfz_command.h"

@@ -1,5 +1,7 @@
 // vela nfz make: builds a valid database file.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "nfz_command.h"
 #include "units.h"

@@ -1,5 +1,7 @@
 // vela nfz read: reads the database back from the aircraft, all of it or a range.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_access.h"
 #include "nfz_command.h"

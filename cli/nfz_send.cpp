@@ -1,5 +1,7 @@
 // vela nfz send: upgrades the database of the aircraft, as the mobile app does.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "app/app_peer.h"
 #include "bus_access.h"

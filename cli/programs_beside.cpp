@@ -1,6 +1,7 @@
 // Commands that hand over to programs beside this one: fly carries the virtual clock in place of the bus library,
 // station a web server, router ZeroMQ.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <csignal>

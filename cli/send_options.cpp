@@ -1,6 +1,8 @@
 #include "send_options.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "units.h"
 

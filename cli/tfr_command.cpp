@@ -1,7 +1,9 @@
 #include "tfr_command.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "tfr_file/utc_time.h"
 

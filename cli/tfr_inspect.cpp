@@ -1,5 +1,7 @@
 // vela tfr inspect: what is in a file of restrictions, and would the service read it?
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "console.h"
 #include "table.h"

@@ -1,6 +1,8 @@
 // vela tfr make: builds a file of restrictions from GeoJSON.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "tfr_command.h"
 #include "tfr_file/tfr_geojson.h"

@@ -1,5 +1,7 @@
 // vela tfr map: restrictions, where the service looks from, and a flight, on one page.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "page_sources.h"
 #include "report/figures.h"

@@ -1,5 +1,7 @@
 // vela tfr nearest: which areas of a file the service would push to an aircraft at a position.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <numbers>
 
 #include "table.h"

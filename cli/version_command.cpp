@@ -1,5 +1,7 @@
 // vela version: which versions are on the aircraft.
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_access.h"
 #include "command.h"

@@ -1,5 +1,6 @@
 // The tag file beside a flight record: where the flight began.
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 #include "fuzz_file.h"
 #include "report/flight_run.h"

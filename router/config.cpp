@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "bus_access.h"

@@ -1,5 +1,7 @@
 #include "drop_news.h"
 
+#include <nlohmann/json.hpp>
+
 #include "units.h"
 
 namespace router {

@@ -2,6 +2,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <nlohmann/json.hpp>
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace router {
 

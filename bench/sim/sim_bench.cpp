@@ -1,5 +1,6 @@
 // How much faster than real time the virtual clock is, and what its bus alone can do.
 #include <sys/wait.h>
+#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <cstdio>

@@ -1,6 +1,7 @@
 #include "demo/tfr_leg.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "bus_access.h"
 #include "console.h"

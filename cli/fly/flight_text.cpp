@@ -1,6 +1,7 @@
 #include "fly/flight_text.h"
 
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "factory/test_watch.h"
 

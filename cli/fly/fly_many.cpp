@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "console.h"
 #include "files.h"

@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "afqt_run.h"
 #include "console.h"

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "flight_controller/flight_log.h"
 #include "fly/flight_text.h"

@@ -1,6 +1,8 @@
 // vela-fly: what `vela fly` runs. A program of its own, because it carries the platform of the virtual clock in place
 // of the bus library.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <climits>
 #include <cstdio>

@@ -1,5 +1,7 @@
 #include "report/page.h"
 
+#include <nlohmann/json.hpp>
+
 #include "page_sources.h"
 
 namespace cli {

@@ -1,6 +1,7 @@
 #include "station/floor.h"
 
 #include <chrono>
+#include <nlohmann/json.hpp>
 
 #include "afqt_run.h"
 

@@ -1,8 +1,10 @@
 // vela-station: what `vela station` runs. A program of its own, because it carries a web server that the tool does
 // without.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <thread>

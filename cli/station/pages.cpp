@@ -5,6 +5,7 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include <httplib.h>

@@ -1,6 +1,7 @@
 // The checker of motion lists: what it says of a list with one fault, and how the tool tells it.
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "failure.h"

@@ -1,5 +1,6 @@
 // The tool as people call it: what it prints, and how it ends.
 #include <fstream>
+#include <nlohmann/json.hpp>
 
 #include "exit_codes.h"
 #include "peer_fixture.h"
