@@ -30,12 +30,6 @@ protected:
     {
         expect_sent(0x0306, 0x03, id, payload, result);
     }
-    bytes_t sweep(float start, float end, float amp, float time)  // bytes 3 to 9
-    {
-        send_sweep_req_msg(1, start, end, amp, time, 0, 0, 0);
-        const std::vector<record_t> records = sent();
-        return records.size() == 1 ? part(records[0].payload, 3, 10) : bytes_t{};
-    }
 };
 
 TEST_F(AfqtMessages, HaveTheirBytes)
@@ -74,6 +68,10 @@ TEST_F(AfqtMessages, HaveTheirBytes)
 
 TEST_F(AfqtMessages, SweepFieldsAreCutAndScaled)
 {
+    const auto sweep = [&](float start, float end, float amp, float time) {  // bytes 3 to 9
+        send_sweep_req_msg(1, start, end, amp, time, 0, 0, 0);
+        return part(sent().at(0).payload, 3, 10);
+    };
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float inf = std::numeric_limits<float>::infinity();
     EXPECT_EQ(sweep(0.55f, 0, -1, 12.9f), (bytes_t{5, 0, 0, 0, 0, 0, 12}));
@@ -136,7 +134,7 @@ TEST_F(AfqtMessages, SwitchTakesOnAndOffAndNothingElse)
     EXPECT_EQ(get_motion_cfg_file_index(), 4);
     asks({1, 0, 6, 99, 99});
     EXPECT_EQ(get_motion_cfg_file_index(), 6) << "what stands behind does not matter";
-    for (const bytes_t& payload : {bytes_t{3, 0, 8}, bytes_t{0, 0, 9}, bytes_t{255, 0, 9}, bytes_t{}})
+    for (const bytes_t& payload : {bytes_t{3, 0, 8}, bytes_t{0, 0, 9}, bytes_t{}})
         EXPECT_THAT(asks(payload), SizeIs(1));
     EXPECT_EQ(get_motion_cfg_file_index(), 6);
     for (const bytes_t& payload : {bytes_t{1}, bytes_t{2, 5}}) {  // what is missing counts as zero
@@ -152,18 +150,13 @@ protected:
     {
         return during([] { afqt_debug_init(); });
     }
-    static std::string text_of_file(const std::string& path)
-    {
-        const bytes_t bytes = file_bytes(path);
-        return std::string(bytes.begin(), bytes.end());
-    }
     // Which log takes a line now.
     static std::string log_of(const std::string& line)
     {
         _afqt_log("f", "%s", line.c_str());
         std::fflush(nullptr);
         for (const auto& entry : std::filesystem::directory_iterator(AFQT_LOGS))
-            if (text_of_file(entry.path()).ends_with(line)) return entry.path().filename();
+            if (text_at(entry.path()).ends_with(line)) return entry.path().filename();
         return "none";
     }
     const std::string index_file = std::string(AFQT_LOGS) + "/log_index.txt";
@@ -173,13 +166,13 @@ TEST_F(AfqtLog, IndexStepsFromStartToStart)
 {
     EXPECT_EQ(restarts(),
               "creat afqt directory successfully!\r\nafqt log file index starts from 0\r\nafqt_log_init success\r\n");
-    EXPECT_EQ(text_of_file(index_file), "0 ");
+    EXPECT_EQ(text_at(index_file), "0 ");
     EXPECT_EQ(log_of("first"), "afqt_log_qx520_0");
     EXPECT_EQ(restarts(),
               "afqt directory has existed!\r\nset next afqt log file index success\r\nafqt_log_init success\r\n");
-    EXPECT_EQ(text_of_file(index_file), "1 ") << "the second start still reads what the first one made";
+    EXPECT_EQ(text_at(index_file), "1 ") << "the second start still reads what the first one made";
     EXPECT_EQ(log_of("second"), "afqt_log_qx520_0");
-    EXPECT_THAT(text_of_file(log_name), testing::Not(HasSubstr("first"))) << "written over";
+    EXPECT_THAT(text_at(log_name), testing::Not(HasSubstr("first"))) << "written over";
     const struct {
         const char* before;
         const char* after;
@@ -189,7 +182,7 @@ TEST_F(AfqtLog, IndexStepsFromStartToStart)
     for (const auto& [before, after, name] : steps) {
         std::ofstream(index_file) << before;
         restarts();
-        EXPECT_EQ(text_of_file(index_file), after) << before;
+        EXPECT_EQ(text_at(index_file), after) << before;
         EXPECT_EQ(log_of(std::string("from ") + before + "!"), std::string("afqt_log_qx520_") + name);
     }
 }
@@ -205,18 +198,18 @@ TEST_F(AfqtLog, PrefixCutAndFlush)
     _afqt_log("who", "%d\r\n", 5);
     afqt_printf("plain %s", "text");
     ticks(99);
-    EXPECT_EQ(text_of_file(log_name), "");
+    EXPECT_EQ(text_at(log_name), "");
     ticks(1);
-    EXPECT_EQ(text_of_file(log_name), "[1234.567][who]5\r\nplain text");
+    EXPECT_EQ(text_at(log_name), "[1234.567][who]5\r\nplain text");
     _afqt_log("f", "%s", std::string(3000, 'x').c_str());
     afqt_printf("%s", std::string(3000, 'y').c_str());
     ticks(100);
-    EXPECT_EQ(text_of_file(log_name),
+    EXPECT_EQ(text_at(log_name),
               "[1234.567][who]5\r\nplain text[1234.567][f]" + std::string(2047, 'x') + std::string(2047, 'y'));
     clock.jumps(16'000'000ms);  // single precision is coarse by now: 17234567 is an odd number of milliseconds
     _afqt_log("f", "late");
     ticks(100);
-    EXPECT_THAT(text_of_file(log_name), HasSubstr("[17234.568][f]late"));
+    EXPECT_THAT(text_at(log_name), HasSubstr("[17234.568][f]late"));
 }
 
 TEST_F(AfqtLog, WithoutADirectoryThereIsNoLog)
