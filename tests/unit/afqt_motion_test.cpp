@@ -236,10 +236,8 @@ TEST_F(AfqtMotions, ReturnFliesToTheStart)
         {position, 0, 0.19, {9, 9}, {}, ARRIVED},  // height and heading do not matter
         {height, -30, 0, {0.05f, 0}, {}, ARRIVED},
         {height, -30, 0, {0.1f, 0}, {}, CLIMBS},
-        {height, -30, 0, {-0.1f, 0}, {}, CLIMBS},
         {height, -30, 0, {100, 0}, {50, 7}, "pro 99 00 00 | 0 0 50 0 | 0 0 | 0 0 | 0 0"},
         {heading, -30, 0, {0, -0.99f}, {}, ARRIVED},
-        {heading, -30, 0, {0, 1}, {}, TURNS},
         {heading, -30, 0, {0, -1}, {}, TURNS},
         {heading, -30, 0, {0, 359.5f}, {3, 0}, TURNS},  // the long way
         {all, -6, 0, {0, 0}, {10, 20}, "pro 91 00 00 | 6 0 10 20 | 0 0 | 0 0 | 0 0"},

@@ -8,7 +8,6 @@
 #include "flight_version/flight_version.h"
 #include "nfz_data_upgrade/nfz_data_upgrade.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_database.h"
-#include "nfz_data_upgrade/upgrade_module/src/upgrade_file_digest.h"
 
 using testing::Contains;
 using testing::IsSupersetOf;
@@ -121,43 +120,6 @@ TEST_F(Database, RangesAndRefusalsInTheirOrder)
     expect_refusal(zeros(10), 2, "");
 }
 
-TEST_F(Database, HeadIsReadFromByte64)
-{
-    nfz_bin_header_t head = {};
-    EXPECT_EQ(upgrade_query_head(DATABASE, &head), 0);
-    EXPECT_EQ(bytes_t(reinterpret_cast<uint8_t*>(&head), reinterpret_cast<uint8_t*>(&head + 1)), part(file, 64, 128));
-    write_file("/tmp/file", bytes_t(100, 1));
-    ASSERT_EQ(mkfifo("/tmp/fifo", 0600), 0);
-    const int writer = open("/tmp/fifo", O_RDWR);  // keeps the service's open from waiting for one
-    log.texts();
-    for (const char* path : {"/tmp/file", "/tmp/none", "/tmp/fifo"})
-        EXPECT_NE(upgrade_query_head(path, &head), 0);
-    close(writer);
-    EXPECT_THAT(log.texts(), ElementsAre("NFZ_BIN_DATA_LEN_READ_ERROR, read_len:36\n",
-                                         "ERROR: No such file or directory, nfz_bin_file_not_exist\n",
-                                         "NFZ_BIN_NOT_FIND_EXPECT_ADDRESS, seeK_result:-1\n"));
-}
-
-TEST_F(Database, PiecesAndDigestsOfFiles)
-{
-    bytes_t digest(16), bytes(4, '#');
-    write_file("/tmp/file", {'a', 'b', 'c', 'd'});
-    log.texts();
-    EXPECT_EQ(calculate_md5_from_file("/tmp/file", 3, digest.data(), 16), 0);
-    EXPECT_EQ(digest, md5_of({'a', 'b', 'c'}));
-    EXPECT_NE(calculate_md5_from_file("/tmp/file", 5, digest.data(), 16), 0);
-    EXPECT_NE(calculate_md5_from_file("/tmp/file", 3, digest.data(), 15), 0);
-    EXPECT_EQ(read_nfz_data_file(DATABASE, 64, 3, bytes.data(), 3), 0);
-    EXPECT_EQ(bytes, (bytes_t{5, 0, 0, '#'}));
-    EXPECT_NE(read_nfz_data_file(DATABASE, 0, 4, bytes.data(), 3), 0);
-    EXPECT_NE(read_nfz_data_file(DATABASE, 65'998, 3, bytes.data(), 3), 0);
-    EXPECT_TRUE(check_md5_is_same(digest.data(), 16, digest.data(), 16));
-    EXPECT_FALSE(check_md5_is_same(digest.data(), 16, digest.data(), 15));
-    const std::string cut = "read nfz data not complete\n", no_room = "required data_len greater than des_max_len\n";
-    EXPECT_THAT(log.texts(),
-                ElementsAre(cut, no_room, no_room, cut, "md5 is same\n", "md5 is not same, len not equal\n"));
-}
-
 class Version : public Aircraft {};
 
 TEST_F(Version, TellsServiceAndDatabase)
@@ -167,17 +129,26 @@ TEST_F(Version, TellsServiceAndDatabase)
     const bytes_t service = bytes_t{0, 0x01, 'u', 'n', 'k', 'n', 'o', 'w', 'n'} + zeros(9) + bytes_t{15, 0, 0, 0} +
                             bytes_t{15, 0, 0, 0} + u32(5) + bytes_t{0};
     const bytes_t narrowed = {0xf4, 0xff, 2, 1};
-    for (const bool has_head : {false, true}) {
-        write_file(DATABASE, has_head ? database({0x101, 0x202, 0x3ff, 0xfffffff4}) : bytes_t(127, 9));
+    const auto expect_told = [&](const bytes_t& database, const char* printed, const std::string& text) {
         log.texts();
         testing::internal::CaptureStdout();
-        EXPECT_EQ(app.asks(FLIGHT, 0x00, 0x01, {0xff, 0xff}),
-                  service + (has_head ? zeros(17) + narrowed + narrowed + zeros(5) : zeros(30)));
+        EXPECT_EQ(app.asks(FLIGHT, 0x00, 0x01, {0xff, 0xff}), service + database);
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                  std::string("get flight version\nfw version:[") + (has_head ? "1,2,255,244" : "0,0,0,0") + "]\n");
-        const texts_t unread(has_head ? 0 : 1, "cannot read head from database, need update\n");
-        EXPECT_EQ(log.texts("get_flight_version"), unread + texts_t{"ack the version check\n"});
-    }
+                  std::string("get flight version\nfw version:") + printed + "\n");
+        texts_t texts = {"ack the version check\n"};
+        if (!text.empty()) texts = {text, "cannot read head from database, need update\n", texts[0]};
+        EXPECT_EQ(log.texts(), texts);
+    };
+    write_file(DATABASE, database({0x101, 0x202, 0x3ff, 0xfffffff4}));
+    expect_told(zeros(17) + narrowed + narrowed + zeros(5), "[1,2,255,244]", "");
+    write_file(DATABASE, bytes_t(127, 9));
+    expect_told(zeros(30), "[0,0,0,0]", "NFZ_BIN_DATA_LEN_READ_ERROR, read_len:63\n");
+    shell("rm /tmp/NFZ/nfz.bin");
+    expect_told(zeros(30), "[0,0,0,0]", "ERROR: No such file or directory, nfz_bin_file_not_exist\n");
+    ASSERT_EQ(mkfifo(DATABASE, 0600), 0);
+    const int writer = open(DATABASE, O_RDWR);  // keeps the service's open from waiting for one
+    expect_told(zeros(30), "[0,0,0,0]", "NFZ_BIN_NOT_FIND_EXPECT_ADDRESS, seeK_result:-1\n");
+    close(writer);
     flight_v1_pack_t pack = {};
     EXPECT_EQ(get_flight_version(&pack, nullptr, 1024), 0u);
 }

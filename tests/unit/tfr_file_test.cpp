@@ -56,8 +56,7 @@ TEST_F(TfrFile, CutOrDamagedAnywhereItIsDroppedAndTheSelectionKept)
     std::filesystem::remove(TFR);
     tick();
     EXPECT_THAT(logged(), IsSupersetOf(DROPPED));
-    EXPECT_TRUE(exists(TFR)) << "a missing file is emptied as well";
-    std::filesystem::remove(TFR);
+    EXPECT_TRUE(std::filesystem::remove(TFR)) << "a missing file is emptied as well";
     std::filesystem::create_directory(TFR);
     tick();
     EXPECT_THAT(logged(), testing::Contains(READ_FAILED));
@@ -109,21 +108,19 @@ TEST_F(TfrFile, PositionedReadsTellWhatFails)
     EXPECT_EQ(points_at(30), polygon.record());
     EXPECT_THAT(logged(), IsEmpty());
 
-    const auto expect_zeros = [&](const bytes_t& record, const texts_t& why, const std::string& tag) {
+    const auto expect_zeros = [&](const bytes_t& record, const std::string& why, const std::string& tag) {
         EXPECT_EQ(record, zeros(record.size()));
-        texts_t texts;
-        for (const std::string& text : why)
-            texts.push_back("read_tfr_file: " + text);
-        EXPECT_EQ(logged(), texts + texts_t{tag + ": warning: " + tag + " fail"});
+        const texts_t texts = logged();
+        EXPECT_THAT(texts, testing::Contains("read_tfr_file: " + why));
+        EXPECT_EQ(texts.back(), tag + ": warning: " + tag + " fail");
     };
-    expect_zeros(bytes_of(read_tfr_head("/tmp/missing")), {"ERROR: No such file or directory\n", "get file size fail"},
-                 "read_tfr_head");
-    expect_zeros(bytes_of(read_tfr_item_head("/tmp/socket", 0)),
-                 {"ERROR: No such device or address\n", "can not open nfz data file"}, "read_tfr_item_head");
-    expect_zeros(bytes_of(read_tfr_item_circle(TFR, end - 1)), {"read len not equal data len"}, "read_tfr_item_circle");
+    const std::string cut = "read len not equal data len";
+    expect_zeros(bytes_of(read_tfr_head("/tmp/missing")), "get file size fail", "read_tfr_head");
+    expect_zeros(bytes_of(read_tfr_item_head("/tmp/socket", 0)), "can not open nfz data file", "read_tfr_item_head");
+    expect_zeros(bytes_of(read_tfr_item_circle(TFR, end - 1)), cut, "read_tfr_item_circle");
+    expect_zeros(points_at(end), cut, "get_tfr_item_polygon_buf");
     expect_zeros(bytes_of(read_tfr_tail(TFR, UINT32_MAX)),
-                 {"require start address 0xffffffff is larger than file size 0x71"}, "read_tfr_tail");
-    expect_zeros(points_at(end), {"read len not equal data len"}, "get_tfr_item_polygon_buf");
+                 "require start address 0xffffffff is larger than file size 0x71", "read_tfr_tail");
 }
 
 // What a reader of these bytes hands on, and the uid that it finds behind.
