@@ -1,5 +1,5 @@
 // Run after run: commands, reloads, repeats, and what a tick costs.
-#include <filesystem>
+#include <cmath>
 
 #include "afqt_flight.h"
 

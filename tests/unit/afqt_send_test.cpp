@@ -1,5 +1,4 @@
 // The module's messages byte by byte, the switch command, and the log file.
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <limits>
