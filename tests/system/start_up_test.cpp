@@ -1,6 +1,5 @@
-// How the service comes up, also when things are missing.
+// How the service comes up; what may be missing then is told by the fault catalogue.
 #include <csignal>
-#include <filesystem>
 
 #include "stage.h"
 

@@ -16,6 +16,7 @@ protected:
 
 TEST_F(MessagePath, UsesNoHeap)
 {
+    if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
     app.takes(database({1, 2, 3, 4}, 100'000));
     app.sends_blocks(2);
     std::vector<record_t> blocks;
