@@ -39,12 +39,14 @@ public:
             add_event("to the start", 255, fires<1>, acts);
             add_event("to 77", 77, fires<2>, acts);
         }
-        return tells(*this, "init", 0);
+        return tells(*this, "init", get_state_id() == 8 ? result_of_b : 0);
     }
     uint8_t entry() override { return tells(*this, "entry"); }
     uint8_t run() override { return tells(*this, "run", static_cast<uint8_t>(get_state_id() + 40)); }
     uint8_t exit() override { return tells(*this, "exit"); }
     uint8_t get_internal_state_flag() override { return 0; }
+
+    static inline uint8_t result_of_b = 0;
 };
 
 // States 3 ("A") and 8 ("B"). From outside A may be entered anew; the event of the unknown state 9 comes to nothing.
@@ -60,6 +62,7 @@ public:
     }
     StateBaseSptr state_factory(StateId id, StateMachineRef owner) override
     {
+        if (id != 3 && id != 8) return nullptr;
         return std::make_shared<TalkingState>(id == 3 ? "A" : "B", id, owner);
     }
 };
@@ -128,6 +131,29 @@ TEST_F(AfqtMachine, EventsGoByTheirOrderAndTransitionsHaveTheirs)
                                       "get_sta_from_list: [talker] can not find sta_id: 77 \r\n",
                                       "run: [talker][3][3]trans sta error \r\n"));
     EXPECT_THAT(story(), ElementsAre("A asks 3", "A asks 0", "A asks 1", "A asks 2", "A run"));
+}
+
+TEST_F(AfqtMachine, SaysWhyItCannotBeBuilt)
+{
+    for (const uint8_t states : bytes_t{1, 3})
+        during([&] { EXPECT_EQ(machine.init(3, states), 1); });
+    EXPECT_THAT(story(), IsEmpty());
+    EXPECT_EQ(logged().back(), "init: [talker] state num != state_list size \r\n");
+    TalkingState::result_of_b = 9;
+    EXPECT_EQ(init(machine), 9);
+    EXPECT_EQ(logged().back(), "init: [B] init fail\r\n");
+    EXPECT_EQ(machine.add_state(4), 1) << "no state of ours";
+    StateBase& a = machine.get_sta_ref(3);
+    EXPECT_EQ(a.add_event("none", 8, nullptr, nullptr), 1);
+    while (a.get_event_list_size() < 255)
+        ASSERT_EQ(a.add_event("many", 8, fires<0>, nullptr), 0);
+    EXPECT_EQ(a.add_event("one too many", 8, fires<0>, nullptr), 1);
+    int added = 0;
+    during([&] {
+        while (machine.add_state(3) == 0)
+            ASSERT_LE(++added, 255);
+    });
+    EXPECT_EQ(added, 252) << "255 with A, B and the start state";
 }
 
 TEST_F(AfqtMachine, OneCounterOfTicksServesAllMachines)
