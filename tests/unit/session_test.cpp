@@ -17,13 +17,18 @@ protected:
     upgrade_desc_t& session = *get_upgrade_desc();
 };
 
-TEST_F(Session, SizesAreKeptInSixteenBits)
+TEST_F(Session, SizesAreKeptInSixteenBitsUntilTheRecordIsCleared)
 {
+    upgrade_set_firmware_size(&session, 100);
+    upgrade_set_current_package_index(&session, 7);
     upgrade_add_saved_size(&session, 0xabcd0005);
     EXPECT_EQ(session.saved_firmware_size_, 5u);
     EXPECT_EQ(upgrade_save_data(zeros(2).data(), 0x10002), 1);
     EXPECT_EQ(file_bytes(DATABASE), zeros(2));
     EXPECT_EQ(upgrade_desc_reset(&session), 1);
+    EXPECT_EQ(state(), UPGRADE_STATE_IDLE);
+    EXPECT_EQ(upgrade_get_firmware_size(&session), 0u);
+    EXPECT_EQ(upgrade_get_current_package_index(&session), -1);
     EXPECT_EQ(session.saved_firmware_size_, 0u);
     EXPECT_THAT(log.texts(), IsEmpty()) << "only the start clears the record loudly";
     upgrade_set_state(&session, static_cast<upgrade_state_t>(7));

@@ -67,9 +67,12 @@ TEST_F(TfrFile, TooManyCornersEndTheReading)
 TEST_F(TfrFile, UidStandsBeforeTheDigest)
 {
     const std::string tag = "get_tfr_info_uid_by_read_file: ";
-    write_file(TFR, bytes_t(32, 1));
-    EXPECT_EQ(starts(), zeros(18));
-    EXPECT_EQ(logged().back(), tag + "tfr file not complete, file_size:32, expect_signature_len:16, expect_uid_len:16");
+    for (const size_t size : {0u, 32u}) {
+        write_file(TFR, bytes_t(size, 1));
+        EXPECT_EQ(starts(), zeros(18));
+        EXPECT_EQ(logged().back(), tag + "tfr file not complete, file_size:" + std::to_string(size) +
+                                       ", expect_signature_len:16, expect_uid_len:16");
+    }
     // 33 bytes and no digest: whatever lies there is taken for one.
     write_file(TFR, bytes_t{1} + uid_of(0) + zeros(16));
     EXPECT_EQ(starts(), zeros(2) + uid_of(0));
