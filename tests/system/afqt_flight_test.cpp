@@ -1,11 +1,8 @@
 // Factory flights: a station switches, the service flies a list on the simulated aircraft. Time runs twenty times
 // faster.
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <mutex>
-#include <thread>
 
 #include "afqt_wire.h"
 #include "common/clock.h"
@@ -14,14 +11,8 @@
 #include "stage.h"
 
 using peers::test_outcome;
-using testing::AnyOf;
 using testing::Contains;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
-static constexpr const char* LISTS = "/tmp/SD0/factory_test";
-static constexpr const char* LOGS = "/tmp/blackbox/log/afqt";
 
 static bytes_t text(const std::string& characters)
 {
@@ -33,15 +24,13 @@ static std::string motion(const std::string& id, const std::string& keys)
     return R"({"motion_id": ")" + id + R"(", "para_cfg": {)" + keys + "}}";
 }
 
-static std::string list_of(const std::vector<std::string>& motions, const std::string& attributes = "")
+static std::string list_of(const std::vector<std::string>& motions, const std::string& attributes)
 {
     std::string list = R"({"attribute": {)" + attributes + R"("motion_num": )" + std::to_string(motions.size()) + "}";
     for (size_t i = 0; i < motions.size(); ++i)
         list += ", \"motion" + std::to_string(i) + "\": " + motions[i];
     return list + "}";
 }
-
-static const std::string HOVER = motion("kHover", R"("duration": 2)");
 
 static size_t count(const std::string& text, const std::string& wanted)
 {
@@ -55,7 +44,7 @@ class FactoryFlight : public Stage {
 protected:
     FactoryFlight() : Stage(20)
     {
-        for (const char* directory : {"/tmp/SD0/factory_test/afqt", LOGS})
+        for (const char* directory : {"/tmp/SD0/factory_test/afqt", "/tmp/blackbox/log/afqt"})
             std::filesystem::create_directories(directory);
         write_file("/tmp/EMMC/AFQT_ENABLE.txt", {});
         write_file("/tmp/SD0/factory_test/afqt/latest", text("7"));
@@ -90,50 +79,16 @@ protected:
         ASSERT_TRUE(within(10s, [&] { return controller->bags().counts().pushed > 10; })) << service.log();
     }
 
-    void list(uint8_t index, const std::string& content)
-    {
-        write_file(std::string(LISTS) + "/afqt_motion_cfg_" + std::to_string(index) + ".json", text(content));
-    }
-
-    void switches_on(uint8_t index)
-    {
-        const std::lock_guard lock(mutex_);
-        watch_ = std::make_unique<peers::TestWatch>(peers::now_us(), index);
-        states_.clear();
-        EXPECT_EQ(station_->switch_on(index), 0);
-    }
-
-    peers::test_report_t end_of_flight(std::chrono::milliseconds limit = 60s)
-    {
-        within(limit, [&] { return report().outcome != test_outcome::running; });
-        return report();
-    }
-
     test_outcome flies(uint8_t index)
     {
-        switches_on(index);
-        const peers::test_report_t end = end_of_flight();
-        EXPECT_THAT(end.what, AnyOf("the list was flown and the aircraft landed", Not(IsEmpty())));
-        return end.outcome;
-    }
-
-    bool reaches(uint8_t state)
-    {
-        return within(30s, [&] {
+        {
             const std::lock_guard lock(mutex_);
-            return !states_.empty() && states_.back() == state;
-        });
-    }
-
-    // Whoever stands by lands what was left in the air.
-    void is_landed_by_hand()
-    {
-        EXPECT_TRUE(within(20s, [&] {
-            if (controller->bags().state().fsm != 2) return true;
-            station_->endpoint().send(HOST_FLIGHT_CONTROLLER, 0x03, CMD_ID_BASIC_CMD, bytes_t{API_CMD_AUTO_LANDING});
-            std::this_thread::sleep_for(50ms);
-            return false;
-        }));
+            watch_ = std::make_unique<peers::TestWatch>(peers::now_us(), index);
+            states_.clear();
+        }
+        EXPECT_EQ(station_->switch_on(index), 0);
+        within(60s, [this] { return outcome() != test_outcome::running; });
+        return outcome();
     }
 
     size_t mode_requests(uint8_t value) const
@@ -169,11 +124,11 @@ private:
         if (watch_) watch_->on_notice(notice);
     }
 
-    peers::test_report_t report()
+    test_outcome outcome()
     {
         const std::lock_guard lock(mutex_);
         watch_->on_time(peers::now_us());
-        return watch_->report();
+        return watch_->report().outcome;
     }
 
     std::mutex mutex_;
@@ -192,12 +147,13 @@ TEST_F(FactoryFlight, WholeListIsFlownTwice)
 {
     aircraft_stands_ready();
     service_starts();
-    list(3,
-         list_of({HOVER, step(kAttiX, 5), step(kAttiY, 5), step(kAttiZ, 20), step(kVelX, 1), step(kVelY, 1),
-                  step(kVertPos, 1), step(kAttiStbX, 5),
-                  motion("kSweepChirpZ", R"("start_freq": 1, "end_freq": 5, "duration": 2, "amp": 1, "inj_loop": 4)"),
-                  motion("kRtl", R"("pos_flag": false, "alt_flag": false, "yaw_flag": false)")},
-                 R"("department": "line 4", )"));
+    write_file("/tmp/SD0/factory_test/afqt_motion_cfg_3.json",
+               text(list_of(
+                   {motion("kHover", R"("duration": 2)"), step(kAttiX, 5), step(kAttiY, 5), step(kAttiZ, 20),
+                    step(kVelX, 1), step(kVelY, 1), step(kVertPos, 1), step(kAttiStbX, 5),
+                    motion("kSweepChirpZ", R"("start_freq": 1, "end_freq": 5, "duration": 2, "amp": 1, "inj_loop": 4)"),
+                    motion("kRtl", R"("pos_flag": false, "alt_flag": false, "yaw_flag": false)")},
+                   R"("department": "line 4", )")));
     for (int flight = 1; flight <= 2; ++flight) {
         SCOPED_TRACE(flight);
         EXPECT_EQ(flies(3), test_outcome::finished) << service.log();
@@ -217,56 +173,4 @@ TEST_F(FactoryFlight, WholeListIsFlownTwice)
     EXPECT_THAT(tag_text, HasSubstr("\"department\":\t\"line 4\""));
     EXPECT_THAT(tag_text, HasSubstr("\"drone_sn\":\t\"SIM0000000000001\""));
     EXPECT_THAT(tag_text, HasSubstr("\"drone_type\":\t53"));
-}
-
-TEST_F(FactoryFlight, SwitchedOffAnywhereItEndsAndTheNextOneFlies)
-{
-    aircraft_stands_ready();
-    service_starts();
-    list(0, list_of({motion("kHover", R"("duration": 40)")}));
-    list(1, list_of({HOVER}));
-    for (const uint8_t state : {kStaTakeoff, kStaMotionListRun, kStaRtl, kStaLanding}) {
-        SCOPED_TRACE(int{state});
-        const size_t left = mode_requests(MIS_OFF);
-        switches_on(state == kStaMotionListRun ? 0 : 1);
-        ASSERT_TRUE(reaches(state)) << testing::PrintToString(states());
-        EXPECT_EQ(station_->switch_off(0), 0);
-        EXPECT_THAT(end_of_flight().outcome, AnyOf(test_outcome::stopped, test_outcome::finished));
-        EXPECT_TRUE(reaches(kStaMotionIdel));
-        EXPECT_TRUE(within(2s, [&] { return mode_requests(MIS_OFF) == left + 1; })) << "external control is left once";
-        is_landed_by_hand();
-    }
-    EXPECT_EQ(flies(1), test_outcome::finished);
-}
-
-// What cannot be flown is told by the state, never by silence; the next good list flies.
-TEST_F(FactoryFlight, ListsThatCannotBeFlown)
-{
-    aircraft_stands_ready();
-    service_starts();
-    list(9, list_of({HOVER}));
-    const std::string refused[] = {
-        "[1, 2, 3]",
-        list_of({motion("kRepeat", R"("start_num": 1, "end_num": 1, "repeat_times": 2)")}),
-        list_of({HOVER, motion("kHover", "\"duration\": 0")}),
-    };
-    for (const std::string& content : refused) {
-        SCOPED_TRACE(content);
-        list(2, content);
-        EXPECT_EQ(flies(2), test_outcome::failed) << service.log();
-        EXPECT_EQ(station_->switch_off(2), 0);
-        ASSERT_TRUE(reaches(kStaMotionIdel));
-        is_landed_by_hand();
-    }
-    EXPECT_EQ(flies(9), test_outcome::finished);
-}
-
-TEST_F(FactoryFlight, MissingListEndsTheService)
-{
-    aircraft_stands_ready();
-    service_starts();
-    switches_on(200);
-    EXPECT_TRUE(within(5s, [&] { return !service.runs(); }));
-    EXPECT_THAT(service.output(), HasSubstr("[JSON]file open error\n"));
-    EXPECT_EQ(end_of_flight(10s).outcome, test_outcome::silent);
 }

@@ -23,47 +23,26 @@ using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 
 inline constexpr const char* DATABASE = "/tmp/NFZ/nfz.bin";
-inline constexpr const char* ROLLBACK_MARKER = "/tmp/NFZ/nfz_disable_anti_rollback";
 
 bytes_t file_bytes(const char* path);
 void write_file(const std::string& path, const bytes_t& content);
 void shell(const std::string& command);                   // fails the test when the command fails
-void mounts_nfz(const std::string& size);                 // an empty file system of that size, for example "16k"
 bytes_t database(uint32_t version, size_t size = 20000);  // valid, version 1.0.0.`version`
 
 // True as soon as `condition` holds, false after `limit` of real time.
 bool within(std::chrono::milliseconds limit, const std::function<bool()>& condition);
 
-// Any endpoint, spoken by hand: asks once and waits for the reply.
+// The station, spoken by hand: asks once and waits for the reply.
 class Hand {
 public:
-    explicit Hand(const char* service = "app", const char* endpoint = "phone");
+    Hand();
 
     // The reply's payload; empty without one.
     bytes_t ask(uint16_t peer, uint8_t set, uint8_t id, const bytes_t& payload,
                 std::chrono::milliseconds patience = 5s);
 
-    // The upgrade, one request each; the result code, or -1 without a reply.
-    int entry();
-    int start(uint32_t size);
-    int block(int32_t number, const bytes_t& database, size_t block_size = UPGRADE_FRAG_LENGTH);
-    int end(const bytes_t& database);
-    int32_t last_block() const { return last_block_; }
-
-    // Entry, start and the first `blocks` blocks; all must be taken.
-    void sends_blocks(const bytes_t& database, int32_t blocks);
-    // All of it; the code of the end request.
-    int sends(const bytes_t& database);
-
-    bytes_t reads(uint32_t address, uint32_t length);
-
-    peers::BusEndpoint& endpoint() { return *endpoint_; }
-
 private:
-    int code(uint8_t id, const bytes_t& payload);
-
     std::unique_ptr<peers::BusEndpoint> endpoint_;
-    int32_t last_block_ = -2;
 };
 
 template <typename T>
@@ -91,14 +70,7 @@ protected:
     std::unique_ptr<peers::AppPeer> app();
     peers::upgrade_result_t app_sends(peers::AppPeer& app, const bytes_t& database,
                                       const peers::upgrade_options_t& options = {});
-
     peers::transfer_result_t app_delivers(peers::AppPeer& app, const bytes_t& file);
-
-    // A later upgrade works: entry to end are all taken, the file is the database, and it is served.
-    void expect_next_upgrade_works(Hand& hand, uint32_t version);
-
-    // The service is restarted on the same files.
-    void restarts_service();
 
     Service service;
     std::unique_ptr<Tap> tap;

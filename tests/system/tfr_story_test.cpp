@@ -1,13 +1,11 @@
 // Restricted areas from the app to the flight controller: delivered, selected as the aircraft moves, pushed one a
-// second. Time runs twenty times faster.
-#include <cstring>
+// second. Transfers that stop or are cut are told by the fault catalogue. Time runs twenty times faster.
 #include <numbers>
 
 #include "stage.h"
 #include "tfr_file/tfr_file.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 static constexpr const char* TFR_FILE = "/tmp/EMMC/nfz_tfr.bin";
 static constexpr double RADIANS = std::numbers::pi / 180;
@@ -41,16 +39,6 @@ static bytes_t file_of(uint32_t first, uint32_t last)
     for (uint32_t number = first; number <= last; ++number)
         recipe.areas.push_back(area(number));
     return peers::build_tfr_file(recipe);
-}
-
-// The first fragment of a transfer.
-static bytes_t first_fragment(const bytes_t& file, uint8_t size)
-{
-    const update_tfr_req_t head = {UPDATE_DATA, 0, static_cast<uint32_t>(file.size()), size};
-    bytes_t fragment(sizeof head + size);
-    std::memcpy(fragment.data(), &head, sizeof head);
-    std::copy_n(file.begin(), size, fragment.begin() + sizeof head);
-    return fragment;
 }
 
 class Restrictions : public Stage {
@@ -135,46 +123,4 @@ TEST_F(Restrictions, NearestFiveFollowTheAircraftPastEightAreas)
     const peers::restrictions_t known = controller->restrictions().now();
     EXPECT_EQ(bytes_of(*known.areas[3]), bytes_of(area(5)));
     EXPECT_EQ(known.uid, *peers::tfr_uid_of(file_of(1, 8)));
-}
-
-TEST_F(Restrictions, TransferUnderWayLeavesTheSelectionPushed)
-{
-    aircraft_is_at(0);
-    ASSERT_TRUE(within(10s, [&] { return !pushes().empty(); }));
-    EXPECT_EQ(bytes_of(pushes().back()), bytes_t(125)) << "nothing is stored yet";
-    EXPECT_EQ(app_delivers(*phone, file_of(1, 3)).outcome, peers::transfer_outcome::done);
-    ASSERT_TRUE(settles({101, 102, 103}));
-
-    Hand hand("factory", "station");
-    const bytes_t next = file_of(5, 6);
-    const bytes_t answer =
-        hand.ask(HOST_FLIGHT_SERVICE, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, first_fragment(next, 50));
-    ASSERT_EQ(answer.size(), 18u);
-    EXPECT_EQ(answer[0], TFR_UPDATE_SUCCESS);
-    EXPECT_TRUE(within(5s, [&] {
-        return service.log().find("can not read, tfr is updating, update state is:1") != std::string::npos;
-    }));
-    EXPECT_THAT(two_rounds_of_pushes(3), ElementsAre(101, 102, 103));
-
-    // The app begins anew and takes over.
-    EXPECT_EQ(app_delivers(*phone, next).outcome, peers::transfer_outcome::done);
-    EXPECT_TRUE(settles({105, 106}));
-    EXPECT_TRUE(app_delivers(*phone, next).already_there);
-}
-
-TEST_F(Restrictions, FileCutByAKillIsEmptiedAndTheNextDeliveryWorks)
-{
-    aircraft_is_at(0);
-    const bytes_t whole = file_of(1, 8);
-    const bytes_t fragment = first_fragment(whole, 200);
-    {
-        Hand hand("factory", "station");
-        ASSERT_EQ(hand.ask(HOST_FLIGHT_SERVICE, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE, fragment).size(), 18u);
-    }
-    ASSERT_EQ(file_bytes(TFR_FILE).size(), 200u);
-    restarts_service();
-    EXPECT_TRUE(within(10s, [&] { return file_bytes(TFR_FILE).empty(); }));
-    EXPECT_THAT(service.log(), HasSubstr("ERROR: md5 check fail, tfr file is not ok"));
-    EXPECT_EQ(app_delivers(*phone, whole).outcome, peers::transfer_outcome::done);
-    EXPECT_TRUE(settles({101, 102, 103, 104, 105}));
 }

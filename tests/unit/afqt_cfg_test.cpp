@@ -1,10 +1,8 @@
 // Motion-list files, craft tables and the tag file.
 #include <unistd.h>
 
-#include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 #include "afqt/include/afqt_craft_cfg.h"
 #include "afqt/include/afqt_debugger.h"
@@ -49,28 +47,16 @@ TEST_F(AfqtCfg, ListHoldsTheNumberedMotions)
         int number;
         std::string members, ids;
     } files[] = {
-        {2, hover0 + "," + step1 + "," + sweep2, "12"},
         {3, step1 + "," + sweep2 + "," + rtl3, "23"},
         {3, sweep2 + "," + step1 + "," + hover0, "123"},
         {6, member("motion4", "kLine") + "," + hover0 + "," + member("motion5", "kRepeat") + "," + rtl3, "1657"},
         {2, hover0 + "," + member("my_motion10", "kRtl") + "," + step1, "16"},  // holds "motion1" and stands first
         {2, hover0 + "," + step1 + "," + member("motion1", "kRtl"), "12"},
-        {2, hover0 + "," + member("Motion1", "kRtl"), "1"},
         {3, hover0 + "," + member("motion1", "khover") + "," + sweep2, "13"},
-        {0, hover0, ""},
         {259, hover0 + "," + step1 + "," + sweep2 + "," + rtl3, "123"},  // low 8 bits: 3
     };
     for (const auto& file : files)
         EXPECT_EQ(loads(file.number, file.members), file.ids) << file.number << " of " << file.members;
-    logged();
-    EXPECT_EQ(loads(1, hover0), "1");
-    EXPECT_THAT(out, HasSubstr("start extract_motion_json\n"));
-    EXPECT_THAT(out, HasSubstr("[Json CFG] extract attr \r\n[Json CFG] extract motion \r\n"));
-    EXPECT_THAT(out, HasSubstr("[Json CFG] motion len : 1 \r\n"));
-    EXPECT_THAT(logged(), ElementsAre("extract_motion_json: [afqt] start extract_motion_json\r\n",
-                                      "extract_attr: [Json CFG] extract attr \r\n",
-                                      "extract_motion: [Json CFG] extract motion \r\n",
-                                      "extract_motion_json: [Json CFG] motion len : 1 \r\n"));
     EXPECT_EQ(extract_motion_json(nullptr), 0);
     EXPECT_THAT(get_motion_list(), IsEmpty());
 }
@@ -93,7 +79,6 @@ TEST_F(AfqtCfg, AttributesStayUntilAFileSaysOtherwise)
     EXPECT_EQ(attr.motionlist_uid, 77u);
     const std::string motions = member("motion0", "kHover") + "," + member("motion2", "kRtl");
     EXPECT_EQ(loads(R"({"attribute": {}, )" + motions + "}"), "16") << "still 3";
-    loads("no json");
     loads(R"({"attribute": [1, 2]})");
     EXPECT_EQ(texts(), "ycvdpha");
     loads(
@@ -101,25 +86,17 @@ TEST_F(AfqtCfg, AttributesStayUntilAFileSaysOtherwise)
     EXPECT_EQ(texts(), "cvdh");
 }
 
+// Any bytes at all are the business of the fault catalogue and of the fuzzers.
 TEST_F(AfqtCfg, BrokenFilesGiveAnEmptyListAndNothingWorse)
 {
-    const std::string whole = list_of(
-        {hover(1.5), motion("kRepeat", R"("start_num": 1)"), motion("kStep", R"("reset_flag": false, "tilt_dir": 1e3)"),
-         motion("kSweepChirpZ", R"("amp": 2)"), motion("kLine", R"("stick_tilt": [{"time": 1}])"), motion("kRtl")});
-    for (size_t length = 0; length < whole.size(); ++length)
-        ASSERT_EQ(loads(whole.substr(0, length)), "") << length;
-    EXPECT_EQ(loads(whole), "172356");
-    for (const char* key : {"attribute", "motion0", "motion_num", "motion_id", "para_cfg", "duration", "start_num",
-                            "reset_flag", "amp", "tilt_dir"})
-        for (const char* value : {"1", "\"x\"", "null", "[]", "[[]]", "{}", "-1e400", "1e400"})
-            loads(std::regex_replace(whole, std::regex("(\"" + std::string(key) + "\": )"),
-                                     "$1" + std::string(value) + ", \"then\": "));  // and does not fall over
-    for (const std::string& text : texts_t{"", "[]", "7", "\"motion0\"", "{}{", std::string(100'000, '[')}) {
-        EXPECT_EQ(loads(R"({"attribute": {"motion_num": 1}, )" + member("motion0", "kHover") + "}"), "1");
+    const std::string whole = list_of({hover(1.5), motion("kRepeat"), motion("kStep"), motion("kSweepChirpZ"),
+                                       motion("kLine", R"("stick_tilt": [{"time": 1}])"), motion("kRtl")});
+    for (const std::string& text : {whole.substr(0, whole.size() - 1), std::string("{}{"), std::string(100'000, '[')}) {
+        EXPECT_EQ(loads(whole), "172356");
         EXPECT_EQ(loads(text), "") << text.substr(0, 20);
     }
-    EXPECT_EQ(loads(R"({"attribute": {"motion_num": 3}, "motion0": 5, "motion1": {"motion_id": "kHover"},
-                     "motion2": {"motion_id": 1, "para_cfg": {}}})"),
+    EXPECT_EQ(loads(3, R"("motion0": 5, "motion1": {"motion_id": "kHover"},
+                          "motion2": {"motion_id": 1, "para_cfg": {}})"),
               "1")
         << "a motion without parameters has its defaults, one without a kind is none";
 }
@@ -139,9 +116,15 @@ TEST_F(AfqtCfg, FileIsChosenByItsIndexAndEndsTheProcessIfItIsMissing)
     const std::string path = std::string(AFQT_FILES) + "/afqt_motion_cfg_12.json";
     EXPECT_THAT(out, testing::StartsWith("Current Json file is 12\n[afqt]filename is " + path +
                                          "\n[JSON]file open success\nstart extract_motion_json\n"));
-    EXPECT_THAT(logged(), IsSupersetOf(texts_t{"get_motion_cfg: Current Json file is 12 \r\n",
-                                               "get_motion_cfg: [afqt]filename is " + path + " \r\n",
-                                               "get_motion_cfg: [JSON]file open success \r\n"}));
+    EXPECT_THAT(out, HasSubstr("[Json CFG] extract attr \r\n[Json CFG] extract motion \r\n"));
+    EXPECT_THAT(out, HasSubstr("[Json CFG] motion len : 2 \r\n"));
+    EXPECT_THAT(
+        logged(),
+        IsSupersetOf(texts_t{
+            "extract_motion_json: [afqt] start extract_motion_json\r\n", "extract_attr: [Json CFG] extract attr \r\n",
+            "extract_motion: [Json CFG] extract motion \r\n", "extract_motion_json: [Json CFG] motion len : 2 \r\n",
+            "get_motion_cfg: Current Json file is 12 \r\n", "get_motion_cfg: [afqt]filename is " + path + " \r\n",
+            "get_motion_cfg: [JSON]file open success \r\n"}));
     std::filesystem::create_directory(std::string(AFQT_FILES) + "/afqt_motion_cfg_255.json");
     EXPECT_EQ(entries_of(255), 0u) << "a directory is no list";
     set_motion_cfg_file_index(9);
@@ -171,21 +154,6 @@ TEST_F(AfqtCfg, CraftTableFollowsTheDroneType)
     EXPECT_THAT(logged(), ElementsAre("load_craft_cfg: [afqt] set_cfg_qx520 \r\n"));
     set_craft_cfg(nullptr);
     EXPECT_EQ(get_craft_cfg(), &QX520_AFQT_CFG);
-    const auto numbers = [](const AfqtCraftCfgItem& craft) {
-        std::string text;
-        const auto* values = reinterpret_cast<const fp32*>(&craft);
-        for (size_t i = 0; i < sizeof craft / sizeof *values; ++i)
-            text += std::to_string(std::lround(values[i] * 1000)) + " ";
-        return text;
-    };
-    EXPECT_EQ(numbers(RV880_AFQT_CFG),
-              "0 3000 7800 11500 13600 16100 18500 20300 21700 23700 24500 28000 29600 "
-              "835 25000 300000 75000 4000 -3000 6000 -5000 1000 35000 300000 200000 5000 -3000 8000 -6000 ");
-    EXPECT_EQ(numbers(QX520_AFQT_CFG),
-              "0 2000 5700 7900 10500 12000 14200 14600 15000 15500 15500 15500 15500 "
-              "750 20000 250000 100000 2000 -1500 6000 -6000 1000 30000 250000 150000 4000 -3000 6000 -6000 ");
-    for (int i = 0; i < CRAFT_TILT_POINTS; ++i)
-        EXPECT_EQ(ref_tilt[i], 5 * i);
 }
 
 class AfqtTag : public AfqtCfg {
@@ -196,11 +164,7 @@ protected:
         std::ofstream(latest) << number;
         return creat_tag_file();
     }
-    static std::string tag(const std::string& number)
-    {
-        const bytes_t bytes = file_bytes(AFQT_LOGS + ("/afqttag_" + number) + ".json");
-        return std::string(bytes.begin(), bytes.end());
-    }
+    static std::string tag(const std::string& number) { return text_at(AFQT_LOGS + ("/afqttag_" + number) + ".json"); }
     std::filesystem::path latest = std::string(AFQT_FILES) + "/afqt/latest";
 };
 
@@ -208,13 +172,8 @@ TEST_F(AfqtTag, IsNamedAfterTheLatestFlight)
 {
     EXPECT_EQ(creat_tag_file(), 8);
     EXPECT_EQ(logged().back(), "creat_tag_file: [afqt cfg] can't find latest!\r\n");
-    const std::map<std::string, std::string> names = {{"7", "007"},
-                                                      {"10000", "10000"},
-                                                      {"65535", "65535"},
-                                                      {"65537", "001"},
-                                                      {"abc", "000"},
-                                                      {" 12 x\n", "012"},
-                                                      {std::string(5000, '0') + "9", "009"}};
+    const std::map<std::string, std::string> names = {
+        {"10000", "10000"}, {"65537", "001"}, {"abc", "000"}, {" 12 x\n", "012"}};
     for (const auto& [number, name] : names) {
         EXPECT_EQ(tagged(number), 0) << number;
         EXPECT_THAT(tag(name), HasSubstr("err_code")) << number;
@@ -247,20 +206,18 @@ TEST_F(AfqtTag, TellsAircraftListTimeAndPlace)
 
     bus.results.send_sync = 0;  // one answer for all three questions
     const std::string sn = "SERIALNUMBER1234";
-    bus.sync_reply = bytes_t{53} + bytes_t(sn.begin(), sn.end()) + zeros(5) + u32(0xfffefdfc) + zeros(5);
+    bus.sync_reply = bytes_t{0xfe} + bytes_t(sn.begin(), sn.end()) + zeros(5) + u32(0xfffefdfc) + zeros(5);
     db.app_unix_timestamp = 86400;
     db.drone_gps[0] = 0.5;
     db.drone_gps[1] = -1.25;
     db.gps_ctrl_level = 2;
     tagged("2");
-    EXPECT_THAT(tag("002"), HasSubstr("\"drone_type\":\t53,\n\t\"drone_sn\":\t\"SERIALNUMBER1234\",\n"));
+    EXPECT_THAT(tag("002"), HasSubstr("\"drone_type\":\t-2,\n\t\"drone_sn\":\t\"SERIALNUMBER1234\",\n"));
     EXPECT_THAT(tag("002"), HasSubstr("\"FCfirmware\":\t\"255.254.253.252\",\n"));
     EXPECT_THAT(tag("002"), HasSubstr("\"Fri Jan  2 00:00:00 1970\\n\",\n\t\"test_loc\":\t[0, 0],\n"));
     db.gps_ctrl_level = 3;
     db.gps_unix_timestamp = 4000000000;  // beyond 2038
-    bus.sync_reply[0] = 0xfe;
     tagged("2");
-    EXPECT_THAT(tag("002"), HasSubstr("\"drone_type\":\t-2,\n"));
     EXPECT_THAT(tag("002"), HasSubstr("\"Tue Oct  2 07:06:40 2096\\n\",\n\t\"test_loc\":\t[0.5, -1.25],\n"));
     const auto before = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     for (int i = 0; i < 20; ++i)

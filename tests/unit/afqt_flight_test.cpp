@@ -99,48 +99,33 @@ TEST_F(AfqtFlight, HeartbeatTellsTheMotion)
     EXPECT_EQ(beat(), "00 00 00 00 00");
 }
 
-TEST_F(AfqtFlight, TimesOutAfterFiveHundredTicks)
+// 500 requests in vain, for the take-off or for control, are counted by the fault catalogue.
+TEST_F(AfqtFlight, TimesOutWhenItIsNeverInTheAir)
 {
-    on();  // one of the 500
-    expect_after(499, 1, times(500, {TAKEOFF}));
-    expect_after(1, 9, {});  // no take-off
-    expect_after(100, 9, {});
-    switched(2);
-    expect_after(2, 0, {GIVE_CONTROL});
-
     on();
     is_in(11);
     expect_after(501, 1, {TAKEOFF, TAKEOFF});
-    expect_after(1, 9, {});  // never in the air
+    expect_after(1, 9, {});
+    expect_after(100, 9, {});
     switched(2);
     expect_after(2, 0, {GIVE_CONTROL});
-
-    on();
-    takes_off();
-    flown();
-    expect_after(499, 2, times(499, {TAKE_CONTROL, HOLD_STILL}));
-    EXPECT_EQ(ext_after(1), 9) << "no control";
 }
 
 // Lists that are refused: on the ground, or in the air once the first motion is flown.
 TEST_F(AfqtFlight, RefusedListsEndInTheErrorState)
 {
-    const std::string lists[] = {"{", list_of({}), list_of({hover(0), hover(1)}), list_of({motion("kLine")}),
-                                 list_of({motion("kRepeat"), hover(1)})};
-    for (const std::string& list : lists) {
-        SCOPED_TRACE(list);
+    for (const std::string& list : {list_of({}), list_of({motion("kRepeat"), hover(1)})}) {
         has_list(list);
         switched(1);
         printed();
         expect_after(2, 1, {});
-        EXPECT_EQ(printed().find("cur_motion_type is motion_repeat") != std::string::npos, list == lists[4]);
+        EXPECT_EQ(printed().find("cur_motion_type is motion_repeat") == std::string::npos, list == list_of({}));
         expect_after(11, 9, {});
         switched(2);
         expect_after(2, 0, {GIVE_CONTROL});
     }
     db.gps_ctrl_level = 2;
     for (const std::string& second : {hover(0), motion("kRtl")}) {
-        SCOPED_TRACE(second);
         has_list(list_of({hover(0.05), second}));
         on();
         takes_off();

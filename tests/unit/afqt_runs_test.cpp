@@ -1,8 +1,7 @@
 // Run after run: commands, reloads, repeats, and what a tick costs.
-#include <filesystem>
+#include <cmath>
 
 #include "afqt_flight.h"
-#include "heap_count.h"
 
 // Where a run ends does not show in the next one.
 TEST_F(AfqtFlight, RunsAreAlike)
@@ -15,17 +14,11 @@ TEST_F(AfqtFlight, RunsAreAlike)
         uint8_t list;
         int stations;  // so many are flown
         int more_ticks;
-    } endings[] = {{"before take-off", 0, 1, 0},
-                   {"asked for take-off", 0, 1, 300},
+    } endings[] = {{"asked for take-off", 0, 1, 300},
                    {"no take-off", 0, 1, 600},
-                   {"taking control", 0, 2, 0},
-                   {"asked for control", 0, 2, 300},
                    {"no control", 0, 2, 600},
-                   {"hovering", 0, 3, 3},
                    {"stepping", 0, 3, 100},
-                   {"before the way home", 0, 4, 50},
                    {"on the way home", 0, 4, 103},
-                   {"before landing", 0, 5, 100},
                    {"asking for landing", 0, 5, 600},
                    {"landed", 0, 6, 0},
                    {"empty list", 1, 1, 0}};
@@ -55,7 +48,7 @@ TEST_F(AfqtFlight, CommandsWaitForAStateThatTakesThem)
     switched(2);
     EXPECT_EQ(ext_after(1), 1);
     EXPECT_EQ(ext_after(1), 0);
-    on();
+    flies(1);
     switched(1);  // during a run: it starts the next one
     EXPECT_EQ(ext_after(20), 1);
     takes_off();
@@ -87,11 +80,8 @@ TEST_F(AfqtFlight, RepeatsKeepTheirOddSense)
         {"repetitions left: stepped over, and B with it", {a, repeat(1, 1, 2), b}, {A, A}},
         {"none left: consulted, B is next", {a, repeat(1, 1, 0), b}, {A, A, B}},
         {"stepped over, then on behind B", {a, repeat(1, 1, 1), b, b, a}, {A, A, B, A}},
-        {"two in a row, both stepped over", {a, repeat(1, 1, 1), repeat(1, 1, 1), b, b}, {A, A, B}},
         {"stepped over onto one that is consulted", {a, repeat(1, 1, 1), repeat(1, 1, 0), b, b}, {A, A, B, B}},
-        {"names itself", {a, repeat(2, 2, 0), b}, {A, A, B}},
         {"names one that names it", {a, repeat(3, 3, 0), repeat(2, 2, 0), b}, {A, A, A, B}},
-        {"names an entry outside", {a, repeat(9, 9, 0), b}, {A, A, B}},
         {"names entry -1", {a, repeat(0, 0, 0), b}, {A, A, B}},
         {"last: the list is over at once", {a, b, repeat(1, 2, 1)}, {A, B}},
     };
@@ -157,14 +147,14 @@ TEST_F(AfqtFlight, OrdinaryTicksUseNoHeap)
     const auto expect_no_heap = [&](int ticks, const char* what) {
         during([&] {
             std::printf("the buffer is there");
-            bus.remembers = false;
-            const uint64_t before = heap_calls();
-            for (int i = 0; i < ticks; ++i) {
-                clock.jumps(20ms);
-                clock.ticks("AFQT_TIMER");
-            }
-            EXPECT_EQ(heap_calls(), before) << what;
-            bus.remembers = true;
+            EXPECT_EQ(heap_calls_of([&] {
+                          for (int i = 0; i < ticks; ++i) {
+                              clock.jumps(20ms);
+                              clock.ticks("AFQT_TIMER");
+                          }
+                      }),
+                      0u)
+                << what;
         });
     };
     expect_no_heap(120, "idle");

@@ -74,9 +74,10 @@ std::string list_of(const texts_t& motions)
     return json + "}";
 }
 
-size_t count(const texts_t& texts, const std::string& text)
+std::string text_at(const std::string& path)
 {
-    return static_cast<size_t>(std::count(texts.begin(), texts.end(), text));
+    const bytes_t bytes = file_bytes(path);
+    return std::string(bytes.begin(), bytes.end());
 }
 
 AfqtStand::AfqtStand()
@@ -139,9 +140,8 @@ texts_t AfqtStand::told(bool with_heartbeats)
 texts_t AfqtStand::logged()
 {
     std::fflush(nullptr);
-    const bytes_t bytes = file_bytes(log_name);
-    const std::string text(bytes.begin() + static_cast<std::ptrdiff_t>(std::min(log_seen_, bytes.size())), bytes.end());
-    log_seen_ = bytes.size();
+    const std::string all = text_at(log_name), text = all.substr(std::min(log_seen_, all.size()));
+    log_seen_ = all.size();
     static const std::regex prefix(R"(\[ *\d+\.\d{3}\]\[(\w+)\])");
     texts_t lines;
     for (std::sregex_iterator it(text.begin(), text.end(), prefix), end; it != end; ++it) {

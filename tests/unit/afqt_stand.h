@@ -11,7 +11,8 @@ inline constexpr uint16_t STATION = 0x1103;
 inline constexpr const char* HOLD_STILL = "sticks 4b 0 0 0 0";
 
 bytes_t f32(float value);
-std::string hex(const bytes_t& bytes);  // "01 ab"
+std::string hex(const bytes_t& bytes);         // "01 ab"
+std::string text_at(const std::string& path);  // what the file holds
 
 // "sticks FLAG x y vertical yaw" and "pro FLAG BYTE | sticks | vel | acc | vert" for the two stick frames, in the order
 // of their bytes; "DEVICE SET/ID: BYTES" for all else.
@@ -21,8 +22,6 @@ std::string text_of(const record_t& record);
 std::string motion(const std::string& kind, const std::string& para_cfg = "");
 std::string hover(double seconds);
 std::string list_of(const texts_t& motions);  // attributes with their number, motion0, motion1, ...
-
-size_t count(const texts_t& texts, const std::string& text);
 
 class AfqtStand : public Aircraft {
 protected:

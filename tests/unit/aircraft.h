@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "heap_count.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_session.h"
 #include "scripted_platform.h"
 
@@ -113,6 +114,18 @@ protected:
     void upgrade_reaches(upgrade_state_t wanted);  // by requests
     upgrade_state_t state() const { return upgrade_get_state(get_upgrade_desc()); }
     std::vector<record_t> sent() { return std::exchange(bus.sent, {}); }  // by the service since the last call
+
+    // Of the service, not of the platform's memory. Nothing under a sanitizer, which brings its own heap.
+    template <typename Action>
+    uint64_t heap_calls_of(const Action& action)
+    {
+        bus.remembers = false;
+        const uint64_t before = heap_calls();
+        action();
+        const uint64_t calls = heap_calls() - before;
+        bus.remembers = true;
+        return heap_is_counted() ? calls : 0;
+    }
 
     ScriptedPlatform platform;
     ScriptedClock& clock = platform.clock;

@@ -31,10 +31,9 @@ TEST_F(Log, EachWrapperHasItsOwnPrefixAndPlaceFor126Characters)
         const ScriptedLog::line_t& line = log.lines.back();
         EXPECT_EQ(std::tie(line.module, line.level), std::make_tuple(94, 1));
         EXPECT_EQ(std::tie(line.head, line.format, line.printed), std::make_tuple(head, format, printed));
-        for (const size_t length : {0u, 125u, 126u, 127u, 200u, 5000u}) {
-            const std::string text(length, 'x');
-            print("caller", "%s", text.c_str());
-            EXPECT_EQ(log.lines.back().text, text.substr(0, 126)) << length;
+        for (const size_t length : {0u, 126u, 127u, 5000u}) {
+            print("caller", "%s", std::string(length, 'x').c_str());
+            EXPECT_EQ(log.lines.back().text, std::string(std::min<size_t>(length, 126), 'x')) << length;
         }
     }
     const size_t before = log.lines.size();

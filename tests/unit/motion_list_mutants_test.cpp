@@ -26,7 +26,6 @@ protected:
     bool is_taken_otherwise(const mutant_t& mutant, size_t entries);
 
 private:
-    static bool attributes_are_as_said(const json& attribute);
     numbers_t taken_of_step(AfqtMotionBase& motion);
     numbers_t taken_of_sweep(AfqtMotionBase& motion);
     numbers_t taken_of_rtl(AfqtMotionBase& motion);
@@ -232,7 +231,7 @@ bool says_more(const peers::findings_t& findings, const peers::findings_t& befor
     });
 }
 
-bool MotionListMutants::attributes_are_as_said(const json& attribute)
+bool attributes_are_as_said(const json& attribute)
 {
     const AfqtMotionListAttrItem& attr = get_motion_list_attr();
     const std::pair<const char*, json> taken[] = {{"motion_list_uid", attr.motionlist_uid},

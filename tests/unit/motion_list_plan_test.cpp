@@ -12,16 +12,17 @@ namespace {
 
 using MotionListPlan = MotionListStand;
 
+const std::pair<const char*, const AfqtCraftCfgItem*> DRONES[] = {{"rv880", &RV880_AFQT_CFG},
+                                                                  {"qx520", &QX520_AFQT_CFG}};
+
 TEST_F(MotionListPlan, ReckonsWithTheServicesCraftTables)
 {
     static_assert(sizeof(peers::craft_mode_t) == sizeof(AfqtCraftModeItem), "the same numbers in the same order");
-    const std::pair<const char*, const AfqtCraftCfgItem&> drones[] = {{"rv880", RV880_AFQT_CFG},
-                                                                      {"qx520", QX520_AFQT_CFG}};
-    for (const auto& [name, cfg] : drones) {
+    for (const auto& [name, cfg] : DRONES) {
         const peers::craft_t& craft = peers::drone_named(name)[0];
-        EXPECT_EQ(std::memcmp(craft.speeds, cfg.tilt_vel_curve, sizeof craft.speeds), 0) << name;
-        EXPECT_EQ(std::memcmp(&craft.modes[0], &cfg.p_mode, sizeof cfg.p_mode), 0) << name;
-        EXPECT_EQ(std::memcmp(&craft.modes[1], &cfg.s_mode, sizeof cfg.s_mode), 0) << name;
+        EXPECT_EQ(std::memcmp(craft.speeds, cfg->tilt_vel_curve, sizeof craft.speeds), 0) << name;
+        EXPECT_EQ(std::memcmp(&craft.modes[0], &cfg->p_mode, sizeof cfg->p_mode), 0) << name;
+        EXPECT_EQ(std::memcmp(&craft.modes[1], &cfg->s_mode, sizeof cfg->s_mode), 0) << name;
         EXPECT_EQ(std::memcmp(peers::TILT_ANGLES, ref_tilt, sizeof ref_tilt), 0) << name;
     }
 }
@@ -44,10 +45,8 @@ numbers_t frame_of(const peers::command_t& command, const peers::list_entry_t& e
 
 TEST_F(MotionListPlan, PredictsEveryTickOfEveryEntry)
 {
-    const std::pair<const char*, const AfqtCraftCfgItem*> drones[] = {{"rv880", &RV880_AFQT_CFG},
-                                                                      {"qx520", &QX520_AFQT_CFG}};
-    for (const auto& [name, craft] : drones) {
-        set_craft_cfg(craft);
+    for (const auto& [name, cfg] : DRONES) {
+        set_craft_cfg(cfg);
         for (const std::string& text : motion_lists()) {
             const auto check = peers::check_motion_list(text, peers::drone_named(name));
             MotionListVec& motions = reads(text);

@@ -17,29 +17,22 @@ protected:
     upgrade_desc_t& session = *get_upgrade_desc();
 };
 
-TEST_F(Session, RecordIsClearedLoudlyAtStartAndSilentlyLater)
+TEST_F(Session, SizesAreKeptInSixteenBitsUntilTheRecordIsCleared)
 {
     upgrade_set_firmware_size(&session, 100);
     upgrade_set_current_package_index(&session, 7);
-    EXPECT_EQ(upgrade_desc_init(&session), 1);
-    EXPECT_EQ(upgrade_get_firmware_size(&session), 0u);
-    EXPECT_EQ(upgrade_get_last_package_index(&session), -1);
-    EXPECT_EQ(upgrade_get_current_package_index(&session), 0);
-    upgrade_set_state(&session, UPGRADE_STATE_FAIL);
-    EXPECT_THAT(log.texts(), ElementsAre("upgrade_desc_init\n", "upgrade data directory has existed!\r\n",
-                                         "set state from 0 to 5\n"));
     upgrade_add_saved_size(&session, 0xabcd0005);
-    EXPECT_EQ(session.saved_firmware_size_, 5u) << "the low 16 bits";
+    EXPECT_EQ(session.saved_firmware_size_, 5u);
     EXPECT_EQ(upgrade_save_data(zeros(2).data(), 0x10002), 1);
-    EXPECT_EQ(file_bytes(DATABASE), zeros(2)) << "the low 16 bits";
+    EXPECT_EQ(file_bytes(DATABASE), zeros(2));
     EXPECT_EQ(upgrade_desc_reset(&session), 1);
     EXPECT_EQ(state(), UPGRADE_STATE_IDLE);
-    EXPECT_EQ(session.saved_firmware_size_, 0u);
+    EXPECT_EQ(upgrade_get_firmware_size(&session), 0u);
     EXPECT_EQ(upgrade_get_current_package_index(&session), -1);
-    EXPECT_THAT(log.texts(), IsEmpty());
+    EXPECT_EQ(session.saved_firmware_size_, 0u);
+    EXPECT_THAT(log.texts(), IsEmpty()) << "only the start clears the record loudly";
     upgrade_set_state(&session, static_cast<upgrade_state_t>(7));
     EXPECT_EQ(get_nfz_data_state(), UPGRADE_IDLE) << "no state of ours";
-    EXPECT_TRUE(upgrade_state_is(&session, 0xff07)) << "the low 8 bits";
 }
 
 TEST_F(Session, LastPacketIsCutToWhatIsMissing)
@@ -53,7 +46,9 @@ TEST_F(Session, LastPacketIsCutToWhatIsMissing)
         upgrade_set_firmware_size(&session, size);
         session.saved_firmware_size_ = saved;
         EXPECT_EQ(upgrade_modify_datalen_last_packet(&session, len), cut);
-        EXPECT_EQ(log.texts().size(), cut == len ? 0u : 1u);
+        const std::string was = std::to_string(len), is = std::to_string(cut);
+        const std::string text = "packet_data_len:" + was + ", after modify, need_to_saved_data_len:" + is + "\n";
+        EXPECT_EQ(log.texts(), texts_t(cut == len ? 0 : 1, text));
     }
     upgrade_md5_init(&session);
     upgrade_md5_update(&session, zeros(15).data(), 15);  // the sum of sizes must not wrap either
@@ -64,9 +59,8 @@ TEST_F(Session, DirectoryIsMadeAndRemounted)
 {
     const texts_t rw = {"require to remount filesystem to write and read\n"};
     const auto ended = [](int status) {
-        const std::string exit = std::to_string(status);
         return texts_t{"system() execute result:" + std::to_string(status << 8) + "\n",
-                       "normal termination, exit status = " + exit + "\n"};
+                       "normal termination, exit status = " + std::to_string(status) + "\n"};
     };
     EXPECT_EQ(upgrade_remount_ro(), 1);
     EXPECT_FALSE(nfz_is_writable());
@@ -97,7 +91,6 @@ TEST_F(Session, OnlyACommandThatDidNotEndByItselfFails)
     } cases[] = {
         {"exit 32", 1, {"system() execute result:8192\n", "normal termination, exit status = 32\n"}},
         {"kill -9 $PPID", 0, {"system() execute result:9\n", "abnormal termination,signal number =9\n"}},
-        {"kill -15 $PPID", 0, {"system() execute result:15\n", "abnormal termination,signal number =15\n"}},
     };
     write_file(DATABASE, {1, 2, 3});
     for (const auto& [script, result, texts] : cases) {
@@ -118,36 +111,6 @@ TEST_F(Session, OnlyACommandThatDidNotEndByItselfFails)
                                          "cmd: mount -o remount,rw /tmp/NFZ\t, error: No child processes\n"));
 }
 
-TEST_F(Session, UpgradeWithoutAMountCommandFailsAndALaterOneWorks)
-{
-    const bytes_t old = database({1, 0, 0, 0});
-    write_file(DATABASE, old);
-    service_starts();
-    shell("mount -o remount,ro /tmp/NFZ");
-    stand_in_mount("exit 32");
-    app.sends_blocks(0);
-    for (size_t tries = 1; tries <= 2; ++tries) {  // the first block is the first one until it is saved
-        EXPECT_EQ(app.sends_block(0), 0xf3);
-        EXPECT_EQ(app.last_block(), -1);
-        EXPECT_EQ(log.count("it is first packet, need to check revertable of databse\n"), tries);
-    }
-    EXPECT_EQ(app.sends_end(), 0xf5);
-    EXPECT_EQ(state(), UPGRADE_STATE_FAIL);
-    EXPECT_EQ(file_bytes(DATABASE), old) << "on the disk until a later upgrade";
-    EXPECT_EQ(fc.reads(0, 1).at(0), 7) << "but not served";
-
-    shell("/bin/mount -o remount,rw /tmp/NFZ");
-    stand_in_mount("kill -9 $PPID");
-    app.sends_blocks(4);
-    EXPECT_EQ(file_bytes(DATABASE), old + app.file()) << "not emptied, so the new one lies behind the old";
-    EXPECT_EQ(app.sends_end(), 0xdf);
-    EXPECT_EQ(state(), UPGRADE_STATE_FAIL);
-    setenv("PATH", "/bin", 1);
-    app.takes(database({9, 9, 9, 9}));
-    EXPECT_EQ(app.sends_all(), 0);
-    EXPECT_EQ(file_bytes(DATABASE), app.file());
-}
-
 class Supervisor : public Aircraft {
 protected:
     Supervisor() { service_starts(); }
@@ -156,8 +119,6 @@ protected:
 TEST_F(Supervisor, SilenceFailsEachRunningStateAndNoOther)
 {
     for (const auto running : {UPGRADE_STATE_INIT, UPGRADE_STATE_START, UPGRADE_STATE_DATA, UPGRADE_STATE_END}) {
-        shell("mount -o remount,rw /tmp/NFZ");
-        write_file(DATABASE, app.file());
         upgrade_reaches(running);
         clock.jumps(20'000ms);
         upgrade_supervisor();
@@ -165,18 +126,16 @@ TEST_F(Supervisor, SilenceFailsEachRunningStateAndNoOther)
         clock.jumps(1ms);
         log.texts();
         upgrade_supervisor();
+        EXPECT_EQ(state(), UPGRADE_STATE_FAIL);
         const texts_t texts = log.texts();
         EXPECT_EQ(texts.front(), "too long time not receive one packet for upgrade, timeout:20001ms\n");
         EXPECT_THAT(texts, IsSupersetOf({"upgrade delete data success\n", "set state from 0 to 5\n",
                                          "require to remount filesystem to read only\n"}));
-        EXPECT_THAT(file_bytes(DATABASE), IsEmpty());
-        EXPECT_FALSE(nfz_is_writable());
-        EXPECT_EQ(app.sends_block(1), 0xf5);
     }
     for (const auto quiet : {UPGRADE_STATE_SUCCESS, UPGRADE_STATE_IDLE, UPGRADE_STATE_FAIL}) {
         upgrade_reaches(quiet);
         log.texts();
-        clock.jumps(100'000ms);
+        clock.jumps(100s);
         upgrade_supervisor();
         EXPECT_EQ(state(), quiet);
         EXPECT_THAT(log.texts(), IsEmpty());

@@ -61,11 +61,6 @@ bytes_t tfr_file(const areas_t& areas, uint8_t uid)
     return with_digest(file + uid_of(uid) + zeros(16));
 }
 
-bytes_t announcing(uint16_t areas, const bytes_t& file)
-{
-    return with_digest(u16(areas) + part(file, 2, file.size()));
-}
-
 float model_distance(double lat, double lng, int32_t center_lat, int32_t center_lng, uint16_t radius)
 {
     const float center_lat_rad = static_cast<float>(center_lat) * 1e-6f * 0.017453292f;

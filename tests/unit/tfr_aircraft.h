@@ -25,7 +25,6 @@ texts_t in_hex(const std::string& before, const bytes_t& bytes);  // "before0x5a
 
 bytes_t uid_of(uint8_t first);  // 16 bytes, each one more than the last
 bytes_t tfr_file(const areas_t& areas, uint8_t uid = 0xa0);
-bytes_t announcing(uint16_t areas, const bytes_t& file);  // with a right digest
 
 // As stated, with the rounding of every step.
 float model_distance(double lat, double lng, int32_t center_lat, int32_t center_lng, uint16_t radius);

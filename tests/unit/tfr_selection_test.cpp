@@ -4,7 +4,6 @@
 
 #include <cmath>
 
-#include "heap_count.h"
 #include "nfz_tfr/nfz_tfr.h"
 #include "nfz_tfr/tfr_module/src/tfr_module_get_pos.h"
 #include "nfz_tfr/tfr_module/src/tfr_module_select.h"
@@ -19,27 +18,20 @@ protected:
 
 TEST_F(TfrSelection, SaysWhatItRefuses)
 {
-    vela_tfr_item_t item = {};
-    item.area_id = 1;
     reset_tfr_info();
-    add_tfr_item(item);
-    for (const auto& [i, j] : {std::pair(0, 5), {5, 0}, {255, 255}}) {
-        swap_tfr_info_item(&tfr_info, uint8_t(i), uint8_t(j));
-        EXPECT_EQ(logged(), texts_t{"swap_tfr_info_item: error: swap index wrong"});
-        EXPECT_EQ(get_tfr_info_by_index(0).area_id, 1u);
-    }
+    swap_tfr_info_item(&tfr_info, 0, 5);
+    swap_tfr_info_item(&tfr_info, 5, 0);
+    EXPECT_EQ(logged(), texts_t(2, "swap_tfr_info_item: error: swap index wrong"));
+    tfr_info.num = 6;
+    add_tfr_item({});
+    EXPECT_EQ(logged(), texts_t{"add_tfr_item: wrong tfr num 6"});
+    EXPECT_THAT(tfr_info.dis2drone, Each(40076000.f));
     tfr_info.in_reading = true;
     EXPECT_EQ(get_tfr_info_num(), 0);
-    EXPECT_EQ(get_tfr_info_by_index(0).area_id, 0u);
+    get_tfr_info_by_index(0);
     EXPECT_EQ(logged(), texts_t{"get_tfr_info_by_index: TFR is in reading, return null"});
     reset_tfr_info();
     EXPECT_FALSE(tfr_info.in_reading);
-    for (const uint8_t wrong : bytes_t{6, 255}) {
-        tfr_info.num = wrong;
-        add_tfr_item(item);
-        EXPECT_EQ(logged(), texts_t{"add_tfr_item: wrong tfr num " + std::to_string(wrong)});
-        EXPECT_THAT(tfr_info.dis2drone, Each(40076000.f));
-    }
 }
 
 TEST_F(TfrSelection, FiveNearestGoRoundNearestFirst)
@@ -61,9 +53,8 @@ TEST_F(TfrSelection, PositionIsTheAircraftsThenThePhones)
         uint8_t level, app_valid;
         pos_type_t type;
         double lat, lng;
-    } cases[] = {{3, 0, DRONE_POS, 0.5, -3}, {3, 1, DRONE_POS, 0.5, -3}, {255, 1, DRONE_POS, 0.5, -3},
-                 {2, 1, APP_POS, 0.25, 2},   {0, 1, APP_POS, 0.25, 2},   {2, 0, NO_VALID_POS, 0, 0},
-                 {2, 2, NO_VALID_POS, 0, 0}};
+    } cases[] = {
+        {3, 0, DRONE_POS, 0.5, -3}, {255, 1, DRONE_POS, 0.5, -3}, {2, 1, APP_POS, 0.25, 2}, {2, 2, NO_VALID_POS, 0, 0}};
     for (const auto& [level, app_valid, type, lat, lng] : cases) {
         db.gps_ctrl_level = level;
         db.app_gps_valid = app_valid;
@@ -93,7 +84,7 @@ TEST_F(TfrSelection, PushGoesOnWhateverKeepsTheFileFromBeingRead)
     sends(0, uint32_t(file.size()), part(file, 0, 20));
     logged();
     EXPECT_EQ(ticks(2), (texts_t{"0/2:1", "1/2:2"})) << "transfer under way";
-    EXPECT_EQ(logged(), (texts_t{busy + "1", busy + "1"}));
+    EXPECT_EQ(logged(), texts_t(2, busy + "1"));
     sends(1, uint32_t(file.size()), part(file, 20, file.size()));
     logged();
     EXPECT_EQ(tick(), "0/2:1");
@@ -151,14 +142,9 @@ TEST_F(TfrSelection, TickOpensTheFileOnceAndUsesNoHeap)
     for (int32_t id = 0; id < 800; ++id)  // the record of the nearest lies across a border of the reader's buffer
         many.push_back({uint32_t(id), (id - 490) * 2 + (id > 490), 0, 0, uint8_t(id % 11)});
     const auto expect_no_heap = [&](const char* what) {
-        if (!heap_is_counted()) return;  // the sanitizers bring their own heap
-        bus.remembers = false;
-        for (int round = 0; round < 12; ++round) {  // the first makes buffers of the C library ready
-            const uint64_t before = heap_calls();
-            clock.ticks("nfz_tfr_timer");
-            EXPECT_TRUE(round == 0 || heap_calls() == before) << what;
-        }
-        bus.remembers = true;
+        clock.ticks("nfz_tfr_timer");  // makes buffers of the C library ready
+        for (int round = 0; round < 11; ++round)
+            EXPECT_EQ(heap_calls_of([&] { clock.ticks("nfz_tfr_timer"); }), 0u) << what;
     };
     takes(many);
     const int watch = inotify_init1(IN_NONBLOCK);
@@ -173,7 +159,8 @@ TEST_F(TfrSelection, TickOpensTheFileOnceAndUsesNoHeap)
     for (const size_t next : {489, 491, 488, 492})
         EXPECT_EQ(part(push_after_tick(), 18, 125), many[next].item()) << next;
     expect_no_heap("good file");
-    write_file(TFR, announcing(65535, tfr_file({{1, 0, 0}})));
+    const bytes_t one = tfr_file({{1, 0, 0}});
+    write_file(TFR, with_digest(u16(65535) + part(one, 2, one.size())));
     expect_no_heap("announces more than it holds");
     write_file(TFR, {1, 2, 3});
     expect_no_heap("damaged, then empty");
