@@ -1,7 +1,5 @@
 #include "peer_fixture.h"
 
-#include <sys/wait.h>
-
 #include "common/digest.h"
 #include "flight_v1_wire.h"
 
@@ -147,11 +145,4 @@ std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes)
     const peers::md5_digest_t digest = peers::md5_of(bytes);
     bytes.insert(bytes.end(), digest.begin(), digest.end());
     return bytes;
-}
-
-tool_run_t vela(const std::string& arguments)
-{
-    const scratch said;
-    const int status = std::system((VELA_PROGRAM " " + arguments + " >" + (said / "it") + " 2>&1").c_str());
-    return {static_cast<cli::exit_code>(WEXITSTATUS(status)), text_of(said / "it")};
 }

@@ -96,7 +96,11 @@ struct tool_run_t {
     cli::exit_code code;
     std::string text;  // standard output and error
 };
-tool_run_t vela(const std::string& arguments);
+inline tool_run_t vela(const std::string& arguments)
+{
+    const run_t ended = run(VELA_PROGRAM " " + arguments);
+    return {static_cast<cli::exit_code>(ended.code), ended.text};
+}
 
 // What a sender or a reader says at the end of the job.
 template <class Result, class Worker, class Job>

@@ -1,7 +1,5 @@
 #include "sky.h"
 
-#include <fstream>
-
 #include "world/private_files.h"
 
 using peers::test_outcome;
@@ -35,12 +33,6 @@ std::string step(int loop, double amplitude)
 void write_text(const std::string& path, const std::string& text)
 {
     std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string text_of(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 Sky::Sky() : platform(sim::rules_t{})

@@ -18,6 +18,7 @@
 #include "flight_controller/flight_controller.h"
 #include "flight_v1_wire.h"
 #include "platform/platform.h"
+#include "tarn/scratch.h"
 #include "world/service_module.h"
 
 std::string motion(const std::string& id, const std::string& keys);
@@ -26,7 +27,6 @@ std::string hover(int seconds);
 std::string step(int loop, double amplitude);
 
 void write_text(const std::string& path, const std::string& text);
-std::string text_of(const std::string& path);
 
 class Sky : public testing::Test {
 protected:

@@ -1,9 +1,11 @@
-// What the tests of several folders need of time and of files.
+// What the tests of several folders need of time, files and programs.
 #pragma once
 
 #include <stdlib.h>
+#include <sys/wait.h>
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -34,6 +36,24 @@ inline std::string text_of(const std::string& path)
     std::ostringstream text;
     text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
+}
+
+// A shell's command, run to its end.
+struct run_t {
+    int code = -1;
+    std::string text;  // of both outputs
+};
+
+inline run_t run(const std::string& command)
+{
+    run_t run;
+    std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+    char bytes[4096];
+    for (size_t got; (got = fread(bytes, 1, sizeof bytes, pipe)) > 0;)
+        run.text.append(bytes, got);
+    const int status = pclose(pipe);
+    if (WIFEXITED(status)) run.code = WEXITSTATUS(status);
+    return run;
 }
 
 // A directory that goes with its content.
