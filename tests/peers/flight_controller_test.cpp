@@ -151,6 +151,8 @@ TEST_F(Controller, PushesTheBagItsSubscriberAskedFor)
     controller->set_gps_level(4);
     EXPECT_TRUE(subscribes(0, 200, {std::begin(BAG1_UIDS), std::end(BAG1_UIDS)}));
     ASSERT_TRUE(soon([&] { return pushes >= 3; }));
+    asked(ID_DB_BAG_DELETE, {});
+    EXPECT_TRUE(controller->bags().subscribed(0)) << "a short request";
     asked(ID_DB_BAG_DELETE, bytes_of(uint8_t{0}));
     const int at_the_end = pushes;
     std::this_thread::sleep_for(200ms);

@@ -170,6 +170,7 @@ TEST(TfrGeoJson, EveryRefusalSaysWhereAndWhy)
         {R"({"type": "FeatureCollection", "file_type": 256, "features": []})", R"("file_type" is 256)"},
         {collection("7"), R"(feature 1: "type" has to be "Feature")"},
         {collection(many), "65535 at most"},
+        {collection(R"({"type": "Feature", "geometry": )" + CIRCLE + "}"), R"(feature 1: "properties" is missing)"},
         {with(R"("radius": 5, )" + TIMES), R"(feature 1: "id" is missing)"},
         {with(R"("id": 4294967296, "radius": 5, )" + TIMES), R"("id" is 4294967296)"},
         {with(R"("id": 1, )" + TIMES), R"("radius" is missing)"},
@@ -223,10 +224,10 @@ TEST(TfrGeoJson, ProblemsAreListedWithTheirPlaceUpToABound)
 TEST(TfrGeoJson, CircleAroundCornersIsComputedWhereItIsNotGiven)
 {
     const auto read = peers::read_tfr_geojson(
-        collection(feature(R"("id": 1, )" + TIMES, polygon("[[11, 48], [11.01, 48], [11.01, 48.02], [11, 48]]"))));
+        collection(feature(R"("id": 1, )" + TIMES, polygon("[[11, 48], [11.01, 48, 500], [11.01, 48.02], [11, 48]]"))));
     ASSERT_EQ(read.problem_count, 0u);
     const vela_tfr_item_t& area = read.recipe.areas.at(0);
-    EXPECT_EQ(area.point_num, 3) << "closed ring";
+    EXPECT_EQ(area.point_num, 3) << "closed ring, with a height at one corner";
     EXPECT_EQ(int32_t{area.center.lng}, 11'005'000);
     EXPECT_EQ(int32_t{area.center.lat}, 48'010'000);
     EXPECT_NEAR(area.radius, 1174, 2) << "0.01 degree north is 1113.2 m, 0.005 degree east 372.4 m";
