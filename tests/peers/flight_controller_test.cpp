@@ -53,10 +53,12 @@ protected:
 
     std::vector<uint8_t> asked(uint8_t id, peers::bytes_view payload, uint8_t set = SET_FLIGHT_CONTROLLER)
     {
-        std::promise<std::vector<uint8_t>> answer;
-        const auto on_reply = [&](const peers::reply_t& reply) { answer.set_value(content(*reply.event)); };
+        const auto answer = std::make_shared<std::promise<std::vector<uint8_t>>>();
+        const auto on_reply = [answer](const peers::reply_t& reply) {
+            answer->set_value(reply.event == nullptr ? std::vector<uint8_t>() : content(*reply.event));
+        };
         EXPECT_EQ(service->request({HOST_FLIGHT_CONTROLLER, set, id, payload}, on_reply), 0);
-        return answer.get_future().get();
+        return answer->get_future().get();
     }
 
     bool obeys(uint8_t id, peers::bytes_view payload, uint8_t set = SET_FLIGHT_CONTROLLER)

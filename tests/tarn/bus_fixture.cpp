@@ -85,7 +85,7 @@ std::string bus::socket_of(uint16_t host) const
     return dir() + name;
 }
 
-endpoint::endpoint(const bus& on, uint16_t host, handler on_request, bool starts) : on_request_(std::move(on_request))
+endpoint::endpoint(const bus& on, uint16_t host, bool starts)
 {
     std::fill(std::begin(descriptors_), std::end(descriptors_), kest_event_cmd_desc_t{on_record, on_record, 0});
     descriptors_[9] = {};
@@ -106,12 +106,23 @@ void endpoint::close()
     tarn_client_close(std::exchange(client_, nullptr));
 }
 
+// Before anything is sent to it.
+void endpoint::serve(handler requests)
+{
+    const std::lock_guard lock(mutex_);
+    serves_ = std::move(requests);
+}
+
 kest_result_t endpoint::on_record(kest_event_client_t client, const kest_event_t* event, void* self)
 {
     auto& me = *static_cast<endpoint*>(self);
-    if (me.on_request_ && (event->attrib & REPLY) == 0) me.on_request_(client, *event);
+    std::unique_lock lock(me.mutex_);
+    if (me.serves_ && (event->attrib & REPLY) == 0) {
+        lock.unlock();  // it may take its time
+        me.serves_(client, *event);
+        lock.lock();
+    }
     if (!me.keeps_mail) return 0;
-    const std::lock_guard lock(me.mutex_);
     me.mail_.push_back(*event);
     me.arrived_.notify_all();
     return 0;

@@ -76,7 +76,7 @@ class endpoint {
 public:
     using handler = std::function<void(kest_event_client_t, const kest_event_t&)>;
 
-    endpoint(const bus& on, uint16_t host, handler on_request = {}, bool starts = true);
+    endpoint(const bus& on, uint16_t host, bool starts = true);
     ~endpoint() { close(); }
     endpoint(const endpoint&) = delete;
     endpoint& operator=(const endpoint&) = delete;
@@ -85,6 +85,7 @@ public:
     kest_result_t created() const { return created_; }  // what creating gave
     kest_result_t start() { return kest_event_start_client(client_); }
     void close();
+    void serve(handler requests);
     kest_result_t send(const kest_event_t& event) const { return kest_event_send(client_, &event); }
 
     // The next record of the mailbox; fails the test when none comes.
@@ -97,7 +98,6 @@ public:
 private:
     static kest_result_t on_record(kest_event_client_t client, const kest_event_t* event, void* self);
 
-    handler on_request_;
     kest_event_cmd_desc_t descriptors_[255];
     std::string stats_;
     kest_event_client_t client_ = nullptr;
@@ -105,6 +105,7 @@ private:
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<kest_event_t> mail_;
+    handler serves_;
 };
 
 // Service and app on one bus.
@@ -120,10 +121,7 @@ protected:
     }
 
     const bus on;
-    endpoint::handler serves;  // may be set before anything is sent
-    endpoint service{on, SERVICE, [this](kest_event_client_t client, const kest_event_t& request) {
-                         if (serves) serves(client, request);
-                     }};
+    endpoint service{on, SERVICE};
     endpoint app{on, APP};
 };
 

@@ -31,11 +31,11 @@ using Receiving = TwoEnds;
 
 TEST_F(Exchange, RepliesComeBackInBothForms)
 {
-    serves = [](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([](kest_event_client_t client, const kest_event_t& request) {
         const bool plain = (request.msg_id & 0xffff) == 1;
         const auto reply = plain ? kest_event_resp_data_without_retcode : kest_event_resp_data;
         EXPECT_EQ(reply(client, &request, "answer", 6), 0);
-    };
+    });
     ASSERT_EQ(app.send(record(SERVICE, message(2, 1), 1008, 0x5c, 7, 0x0165)), 0);
     const kest_event_t request = service.take();
     EXPECT_EQ(request.peer_host, APP);
@@ -95,7 +95,7 @@ TEST(Sending, TellsWhyItCannot)
 TEST(Sending, NeverWaitsAndWhatWasTakenArrivesInOrder)
 {
     const bus on;
-    endpoint service(on, SERVICE, {}, false);
+    endpoint service(on, SERVICE, false);
     endpoint app(on, APP);
     uint16_t taken = 0;
     while (app.send(record(SERVICE, message(0, 1), 1008, 1, taken)) == 0)
@@ -126,7 +126,7 @@ TEST(Sending, FindsAPeerThatWasRestartedWithinTheCall)
 TEST(Flood, DoesNotHoldBackTheOthers)
 {
     const bus on;
-    endpoint service(on, SERVICE, {}, false);
+    endpoint service(on, SERVICE, false);
     const raw_peer flooder(on, SERVICE, CONTROLLER);
     for (int i = 0; i < 90; ++i)
         ASSERT_TRUE(flooder.send(record(SERVICE, message(0, 1))));

@@ -11,9 +11,9 @@ using Heap = TwoEnds;
 TEST_F(Heap, IsNotUsedBetweenMessages)
 {
     if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
-    serves = [](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([](kest_event_client_t client, const kest_event_t& request) {
         kest_event_resp_data(client, &request, request.msg_buf, request.msg_len);
-    };
+    });
     service.keeps_mail = app.keeps_mail = false;
     const kest_event_t request = record(SERVICE, message(0, 0), 200);
     kest_event_t reply{};

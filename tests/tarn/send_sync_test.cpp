@@ -23,7 +23,7 @@ using SendSync = TwoEnds;
 
 TEST_F(SendSync, GetsItsOwnReplyAmongManyAtOnce)
 {
-    serves = echo;
+    service.serve(echo);
     std::atomic<int> right = 0;
     in_threads(4, [&](uint16_t thread) {
         for (uint16_t i = 0; i < 100; ++i) {
@@ -53,7 +53,7 @@ TEST_F(SendSync, TimesOutAndTheLateReplyGoesToTheCallback)
 TEST_F(SendSync, OnlyTheMatchingReplyWakes)
 {
     endpoint other(on, CONTROLLER);
-    serves = [&other](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([&other](kest_event_client_t client, const kest_event_t& request) {
         kest_event_t wrong = request;
         wrong.attrib = NEED_ACK;  // the same numbers, but a request
         kest_event_send(client, &wrong);
@@ -64,7 +64,7 @@ TEST_F(SendSync, OnlyTheMatchingReplyWakes)
         ++wrong.msg_id;
         kest_event_send(client, &wrong);
         kest_event_resp_data(other.get(), &request, nullptr, 0);  // from another peer
-    };
+    });
     kest_event_t reply{};
     EXPECT_EQ(send_sync(app, record(SERVICE, message(0, 1)), 100'000, reply), -ETIMEDOUT);
     for (int i = 0; i < 4; ++i)
@@ -74,12 +74,12 @@ TEST_F(SendSync, OnlyTheMatchingReplyWakes)
 TEST_F(SendSync, RefusesWhatCannotEnd)
 {
     std::atomic<int> on_own_task = 0;
-    serves = [&](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([&](kest_event_client_t client, const kest_event_t& request) {
         kest_event_t reply;
         uint32_t size = sizeof reply;
         on_own_task = kest_event_send_sync(client, &request, 1000, &reply, &size);
         echo(client, request);
-    };
+    });
     kest_event_t reply = record(0, 0x77777777);
     EXPECT_EQ(send_sync(app, record(CONTROLLER, message(0, 1)), 1'000'000, reply), -ENOENT);
     EXPECT_EQ(send_sync(app, record(SERVICE, message(0, 1), 8), 5'000'000, reply, 23), -EMSGSIZE);
