@@ -97,6 +97,9 @@ TEST(LogLine, IsHeadAndTextAndNothingElse)
     EXPECT_EQ(console.text(),
               "[E][94][flight_log:59] [vela_flight][   1.500][tag]without an end"
               "[E][94][flight_log:59] [vela_flight][   1.500][tag]with one\n");
+    const size_t before = console.text().size();
+    log(std::string(5000, 'x'));
+    EXPECT_EQ(console.text().size(), before + 4095) << "cut";
 }
 
 TEST(LogFile, GetsTheSameLinesAndRotates)
