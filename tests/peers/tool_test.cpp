@@ -2,8 +2,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include <nlohmann/json.hpp>
-
 #include "exit_codes.h"
 #include "peer_fixture.h"
 #include "tfr_keeper.h"
