@@ -1,13 +1,10 @@
 // Capture files: what is written is read back, and a file that lies is refused where it lies.
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-
 #include "capture/capture_reader.h"
 #include "capture/capture_writer.h"
 #include "capture/pcapng_format.h"
+#include "tarn/scratch.h"
 
 namespace {
 
@@ -27,17 +24,8 @@ bytes_t copy_of_record(size_t payload)
     return bytes;
 }
 
-bytes_t file_bytes(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return bytes_t(std::istreambuf_iterator<char>(file), {});
-}
-
 class CaptureFile : public testing::Test {
 protected:
-    CaptureFile() { path = std::string(mkdtemp(directory)) + "/capture.pcapng"; }
-    ~CaptureFile() override { std::system(("rm -r " + std::string(directory)).c_str()); }
-
     bytes_t written(const std::vector<size_t>& payloads, const peers::capture_about_t& about = {})
     {
         const auto writer = peers::CaptureWriter::create(path, about);
@@ -45,7 +33,8 @@ protected:
         for (const size_t payload : payloads)
             writer->packet(time++, copy_of_record(payload));
         EXPECT_TRUE(writer->finish({NOON_US, time, 9, payloads.size(), 7, "some"}));
-        return file_bytes(path);
+        const std::string bytes = text_of(path);
+        return {bytes.begin(), bytes.end()};
     }
 
     // Read from memory of exactly that size, so that the sanitizer sees a byte too much.
@@ -72,8 +61,8 @@ protected:
         EXPECT_THAT(error.reason, HasSubstr(reason));
     }
 
-    char directory[32] = "/tmp/vela_capture_XXXXXX";
-    std::string path;
+    const scratch directory;
+    const std::string path = directory / "capture.pcapng";
     bytes_t exact;
     peers::capture_t capture;
     peers::capture_error_t error;
@@ -94,7 +83,7 @@ TEST_F(CaptureFile, SaysWhyItCannotBegin)
 {
     EXPECT_EQ(peers::CaptureWriter::create("/dev/full", {}), nullptr);
     EXPECT_EQ(errno, ENOSPC);
-    EXPECT_EQ(peers::CaptureWriter::create(std::string(directory) + "/no/folder", {}), nullptr);
+    EXPECT_EQ(peers::CaptureWriter::create(directory / "no/folder", {}), nullptr);
     EXPECT_EQ(errno, ENOENT);
 }
 

@@ -11,10 +11,6 @@ constexpr uint16_t SERVICE = HOST_NFZ_UPGRADE;
 
 class ReplayPlan : public testing::Test {
 protected:
-    void passes(uint16_t from, uint16_t to, uint16_t seq, uint16_t attrib, uint8_t content, uint8_t direction)
-    {
-        copy(from, to, seq, attrib, content, direction);
-    }
     void asks(uint16_t seq, uint8_t content = 0)
     {
         for (const uint8_t direction : {uint8_t{0}, uint8_t{1}})
@@ -26,24 +22,23 @@ protected:
             copy(SERVICE, APP, seq, ATTRIB_REPLY, content, direction);
     }
 
-    cli::loaded_capture_t capture;
-
-private:
     void copy(uint16_t from, uint16_t to, uint16_t seq, uint16_t attrib, uint8_t content, uint8_t direction)
     {
         cli::captured_t one = {{{now_us_ += 10, from, to, direction, {}}, {}}, 0, capture.records.size()};
         one.record.event = {0x00000009, direction == 0 ? to : from, attrib, seq, 0, 1, {content}};
         capture.records.push_back(one);
     }
+
+    cli::loaded_capture_t capture;
     uint64_t now_us_ = 1000;
 };
 
 TEST_F(ReplayPlan, SendsEachRequestOnceAndKnowsItsAnswer)
 {
-    passes(HOST_FLIGHT_CONTROLLER, SERVICE, 1, ATTRIB_SEND_SYNC, 9, 0);
+    copy(HOST_FLIGHT_CONTROLLER, SERVICE, 1, ATTRIB_SEND_SYNC, 9, 0);
     asks(1, 10);
     answers(1, 20);
-    passes(APP, SERVICE, 2, ATTRIB_SEND, 11, 1);  // its other copy was lost, and nobody wants an answer
+    copy(APP, SERVICE, 2, ATTRIB_SEND, 11, 1);  // its other copy was lost, and nobody wants an answer
     asks(3, 12);
     const auto steps = cli::plan_replay(capture, APP);
     ASSERT_EQ(steps.size(), 3u);

@@ -41,20 +41,12 @@ public:
     {
         const float fresh = between(-1.0, 1.0);
         if (!degenerate_) return fresh;
-        switch (integer(0, 6)) {
-            case 0:
-                return last_ = 0.0f;
-            case 1:
-                return last_ = 1.0f;
-            case 2:
-                return last_;
-            case 3:
-                return last_ = -last_;
-            case 4:
-                return last_ = fresh;
-            default:
-                return last_ = std::ldexp(fresh, integer(-20, 0));
-        }
+        const int kind = integer(0, 6);
+        if (kind < 2) last_ = static_cast<float>(kind);
+        if (kind == 3) last_ = -last_;
+        if (kind == 4) last_ = fresh;
+        if (kind > 4) last_ = std::ldexp(fresh, integer(-20, 0));
+        return last_;
     }
 
     bool degenerate() const { return degenerate_; }

@@ -133,7 +133,9 @@ double conversion_error(const form& from, const form& to, convert_t convert, sou
     float in[9], out[9];
     from.make(in, inputs);
     const Quaterniond wanted = from.meaning(in);
+    std::fill(out, out + 9, 7.0f);
     convert(out, in);
+    if (std::any_of(out + to.size, out + 9, [](float behind) { return behind != 7; })) return 1e9;
     if (!to.in_range(out) || (convert == dcm_to_quat && out[0] < 0)) return 1e9;
     convert(in, in);  // the output may be the input
     if (!std::equal(out, out + to.size, in)) return 1e9;

@@ -27,8 +27,7 @@ protected:
 
     void fly(double seconds)
     {
-        const auto steps = static_cast<long>(std::lround(seconds / peers::STEP_S));
-        for (long i = 0; i < steps; i++)
+        for (long steps = std::lround(seconds / peers::STEP_S); steps > 0; steps--)
             model->step();
     }
 
@@ -61,7 +60,6 @@ protected:
 
     peers::vec2_t place() const { return {model->truth().position.x, model->truth().position.y}; }
     double height() const { return -model->truth().position.z; }
-    double yaw() const { return peers::angles_of(model->truth().attitude).z; }
 
     std::optional<peers::AircraftModel> model;
     std::vector<flight_row_t> rows;
@@ -90,7 +88,6 @@ std::vector<step_t> steps()
     const auto height = [](double t) { return angle_step_response(HEIGHT_GAINS, t); };
     const auto climb = [](double t) { return rate_step_response(HEIGHT_GAINS, t); };
     const auto pushed = [](double t) { return t - MOTOR_LAG_S * climb_acceleration_step_response(t); };
-    const auto speed = speed_step_response;
     const auto stick = [](horiz_mode_t mode, vec2_t horizontal) {
         return stick_command_t{.horizontal_mode = mode, .horizontal = horizontal};
     };
@@ -102,8 +99,8 @@ std::vector<step_t> steps()
         {"pitch", 0.5, 15 * DEGREE, stick(HORIZ_MODE_ATTI, {0, 15}), &row::angles, &vec3_t::y, tilt},
         {"roll rate", 0.4, 40 * DEGREE, stick(HORIZ_MODE_ANG_VEL, {40, 0}), &row::rates, &vec3_t::x, tilt_rate},
         {"pitch rate", 0.4, 40 * DEGREE, stick(HORIZ_MODE_ANG_VEL, {0, 40}), &row::rates, &vec3_t::y, tilt_rate},
-        {"forward", 2.5, 2, stick(HORIZ_MODE_VEL, {2, 0}), &row::velocity, &vec3_t::x, speed},
-        {"right", 2.5, 2, stick(HORIZ_MODE_VEL, {0, 2}), &row::velocity, &vec3_t::y, speed},
+        {"forward", 2.5, 2, stick(HORIZ_MODE_VEL, {2, 0}), &row::velocity, &vec3_t::x, speed_step_response},
+        {"right", 2.5, 2, stick(HORIZ_MODE_VEL, {0, 2}), &row::velocity, &vec3_t::y, speed_step_response},
         {"yaw", 1.5, 20 * DEGREE, turn, &row::angles, &vec3_t::z, yaw},
         {"yaw rate", 1.5, 40 * DEGREE, {.yaw = 40}, &row::rates, &vec3_t::z, yaw_rate},
         {"height", 2.5, 1, rise, &row::position, &vec3_t::z, height},
@@ -141,8 +138,12 @@ TEST_F(Aircraft, TakesOffGoesHomeAndLands)
     EXPECT_EQ(height(), 0);
     EXPECT_THAT(happened(), ElementsAre(aircraft_event::takeoff_refused));
 
-    EXPECT_TRUE(model->basic_command(API_CMD_AUTO_TAKEOFF, false));
-    EXPECT_EQ(model->mode(), KCTRL_AUTOTAKEOFF);
+    // The mode that it is in afterwards.
+    const auto obeys = [this](uint8_t command) {
+        EXPECT_TRUE(model->basic_command(command, false)) << int{command};
+        return model->mode();
+    };
+    EXPECT_EQ(obeys(API_CMD_AUTO_TAKEOFF), KCTRL_AUTOTAKEOFF);
     fly(8);
     EXPECT_EQ(model->mode(), KCTRL_GPS_ATTI);
     EXPECT_EQ(model->state(), peers::flight_state::in_air);
@@ -153,24 +154,21 @@ TEST_F(Aircraft, TakesOffGoesHomeAndLands)
     EXPECT_TRUE(model->external_control(MIS_ON));
     fly(4, {.frame = GROUND_LEVEL, .horizontal = {3, -2}});
     EXPECT_GT(peers::length(place()), 8);
-    EXPECT_TRUE(model->basic_command(API_CMD_CMD_GO_HOME, false));
-    EXPECT_EQ(model->mode(), KCTRL_NAVI_GOHOME);
+    EXPECT_EQ(obeys(API_CMD_CMD_GO_HOME), KCTRL_NAVI_GOHOME);
     fly(1);
-    EXPECT_TRUE(model->basic_command(API_CMD_EXIT_GO_HOME, false));
-    EXPECT_EQ(model->mode(), KCTRL_GPS_ATTI);
-    EXPECT_TRUE(model->basic_command(API_CMD_AUTO_LANDING, false));
-    EXPECT_EQ(model->mode(), KCTRL_AUTOLANDING);
+    EXPECT_EQ(obeys(API_CMD_EXIT_GO_HOME), KCTRL_GPS_ATTI);
+    EXPECT_EQ(obeys(API_CMD_AUTO_LANDING), KCTRL_AUTOLANDING);
     fly(0.5);
-    EXPECT_TRUE(model->basic_command(API_CMD_EXIT_LANDING, false));
+    obeys(API_CMD_EXIT_LANDING);
     fly(3);
     EXPECT_EQ(model->state(), peers::flight_state::in_air);
-    EXPECT_TRUE(model->basic_command(API_CMD_CMD_GO_HOME, false));
+    obeys(API_CMD_CMD_GO_HOME);
     fly(25);
     EXPECT_EQ(model->state(), peers::flight_state::motors_off);
     EXPECT_EQ(model->mode(), KCTRL_GPS_ATTI);
     EXPECT_EQ(height(), 0);
     EXPECT_LT(peers::length(place()), 0.4);
-    EXPECT_TRUE(model->basic_command(API_CMD_AUTO_TAKEOFF, false)) << "once more";
+    obeys(API_CMD_AUTO_TAKEOFF);
 }
 
 TEST_F(Aircraft, HoversWithinTenCentimetresInNoiseAndWind)
@@ -218,25 +216,25 @@ TEST_F(Aircraft, FliesInTheFrameThatTheSticksName)
 {
     const std::pair<ctrl_level_frame_t, double> frames[] = {
         {GROUND_LEVEL, 0}, {BODY_LEVEL, 90 * DEGREE}, {REF_LEVEL, 30 * DEGREE}};
-    for (const auto& frame : frames) {
-        SCOPED_TRACE(int{frame.first});
+    for (const auto& [frame, direction] : frames) {
+        SCOPED_TRACE(int{frame});
         hover({.heading = 30 * DEGREE});
+        stick_command_t sticks = {.yaw_mode = YAW_MODE_ANG, .frame = frame, .horizontal = {1, 0}, .yaw = 90};
         // The way in the frame's own directions, from rest and at the heading of 90 degrees.
-        const auto way = [&](double seconds, stick_command_t sticks) {
+        const auto way = [&, turn = direction](double seconds) {
             fly(4, {.yaw_mode = YAW_MODE_ANG, .yaw = 90});
-            EXPECT_NEAR(yaw(), 90 * DEGREE, 0.001);
+            EXPECT_NEAR(peers::angles_of(model->truth().attitude).z, 90 * DEGREE, 0.001);
             const peers::vec2_t before = place();
-            sticks.yaw_mode = YAW_MODE_ANG;
-            sticks.yaw = 90;
-            sticks.frame = frame.first;
             fly(seconds, sticks);
-            return peers::turned(place() - before, -frame.second);
+            return peers::turned(place() - before, -turn);
         };
-        const peers::vec2_t forward = way(3, {.horizontal = {1, 0}});
+        const peers::vec2_t forward = way(3);
         EXPECT_GT(forward.x, 1.5);
         EXPECT_NEAR(forward.y, 0, 0.05);
-        const peers::vec2_t roll =
-            way(1, {.horizontal_mode = HORIZ_MODE_ATTI, .stabilized = false, .horizontal = {3, 0}});
+        sticks.horizontal_mode = HORIZ_MODE_ATTI;
+        sticks.stabilized = false;
+        sticks.horizontal = {3, 0};
+        const peers::vec2_t roll = way(1);
         EXPECT_GT(roll.y, 0.1) << "roll goes to the right";
         EXPECT_NEAR(roll.x, 0, 0.02);
     }
@@ -275,21 +273,19 @@ afqt_sweep_msg_t sweep_of(uint8_t number, uint16_t start, uint16_t end)
     return {MOTION_SWEEP, kSweepOn, start, end, 20, 20, number};
 }
 
-// Turns per second of the rows' own phase, between two of them.
-double measured_frequency(const flight_row_t& a, const flight_row_t& b)
-{
-    return (b.phase - a.phase) / (b.time - a.time) / (2 * std::numbers::pi);
-}
-
 TEST_F(Aircraft, SweepsFromTheFirstFrequencyToTheLast)
 {
+    // Turns per second of the rows' own phase, between two of them.
+    const auto measured = [this](size_t a, size_t b) {
+        return (rows[b].phase - rows[a].phase) / (rows[b].time - rows[a].time) / (2 * std::numbers::pi);
+    };
     for (const peers::sweep_law law : {peers::sweep_law::linear, peers::sweep_law::exponential}) {
         hover({.law = law});
         EXPECT_TRUE(model->sweep(sweep_of(7, 5, 80)));  // its 7 is the test's roll loop
         fly(20.2, stick_command_t{});
         EXPECT_THAT(happened(), ElementsAre(aircraft_event::sweep_started, aircraft_event::sweep_ended));
-        EXPECT_NEAR(measured_frequency(rows[1], rows[9]), 0.5, 0.02);
-        EXPECT_NEAR(measured_frequency(rows[3980], rows[3995]), 8.0, 0.1);
+        EXPECT_NEAR(measured(1, 9), 0.5, 0.02);
+        EXPECT_NEAR(measured(3980, 3995), 8.0, 0.1);
         EXPECT_NEAR(rows[2000].frequency, law == peers::sweep_law::linear ? 4.25 : 2.0, 0.01) << "half-way";
         EXPECT_EQ(rows[4010].excitation.value, 0) << "over";
         for (const flight_row_t& row : rows)
@@ -346,24 +342,19 @@ TEST(Sticks, OfBothFormats)
     // Basic: the vertical stick stands before the yaw stick.
     const api_ctrl_data_without_sensor_t basic = {0x9b, 1, 2, 4, 3};
     const auto first = peers::read_sticks(peers::bytes_of(basic)).value();
-    EXPECT_EQ(first.horizontal_mode, HORIZ_MODE_POS);
-    EXPECT_EQ(first.vertical_mode, VERT_MODE_POS);
-    EXPECT_EQ(first.yaw_mode, YAW_MODE_RATE);
-    EXPECT_EQ(first.frame, BODY_LEVEL);
+    EXPECT_EQ(std::tuple(first.horizontal_mode, first.vertical_mode, first.yaw_mode, first.frame),
+              std::tuple(HORIZ_MODE_POS, VERT_MODE_POS, YAW_MODE_RATE, BODY_LEVEL));
     EXPECT_TRUE(first.stabilized);
-    EXPECT_EQ(first.vertical, 4);
-    EXPECT_EQ(first.yaw, 3);
+    EXPECT_EQ(std::pair(first.vertical, first.yaw), std::pair(4.0, 3.0));
 
     api_ctrl_data_pro_t pro = {0x81, FFWD_ACC, {1, 2, 3, 4}, {5, 6}, {7, 8}, {9, 10}};
     const auto read = [&] { return peers::read_sticks(peers::bytes_of(pro)); };
-    EXPECT_EQ(read()->vertical, 3);
-    EXPECT_EQ(read()->yaw, 4);
+    EXPECT_EQ(std::pair(read()->vertical, read()->yaw), std::pair(3.0, 4.0));
     EXPECT_EQ(read()->forward_velocity.x, 0) << "not enabled";
     EXPECT_EQ(read()->forward_acceleration.y, 8);
     EXPECT_EQ(read()->forward_climb_acceleration, 0);
     pro.ctrl_byte = FFWD_VEL_ACC | FFWD_VEL_ACC << CTRL_BYTE_VERT_FFWD_SHIFT;
-    EXPECT_EQ(read()->forward_velocity.y, 6);
-    EXPECT_EQ(read()->forward_climb, 9);
+    EXPECT_EQ(std::pair(read()->forward_velocity.y, read()->forward_climb), std::pair(6.0, 9.0));
 
     EXPECT_FALSE(peers::read_sticks(peers::bytes_of(pro).first(42)));
     pro.stick_cmd[0] = std::numeric_limits<float>::quiet_NaN();

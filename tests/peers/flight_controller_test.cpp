@@ -48,21 +48,17 @@ protected:
 
     static std::vector<uint8_t> content(const kest_event_t& event)
     {
-        const peers::bytes_view payload = peers::payload_of(event);
-        return {payload.begin(), payload.end()};
+        return {event.msg_buf, event.msg_buf + event.msg_len};
     }
 
     std::vector<uint8_t> asked(uint8_t id, peers::bytes_view payload, uint8_t set = SET_FLIGHT_CONTROLLER)
     {
-        std::atomic<bool> came = false;
-        std::vector<uint8_t> answer;
-        const auto on_reply = [&](const peers::reply_t& reply) {
-            if (reply.event != nullptr) answer = content(*reply.event);
-            came = true;
+        const auto answer = std::make_shared<std::promise<std::vector<uint8_t>>>();
+        const auto on_reply = [answer](const peers::reply_t& reply) {
+            answer->set_value(reply.event == nullptr ? std::vector<uint8_t>() : content(*reply.event));
         };
         EXPECT_EQ(service->request({HOST_FLIGHT_CONTROLLER, set, id, payload}, on_reply), 0);
-        EXPECT_TRUE(soon([&] { return came.load(); }));
-        return answer;
+        return answer->get_future().get();
     }
 
     bool obeys(uint8_t id, peers::bytes_view payload, uint8_t set = SET_FLIGHT_CONTROLLER)
@@ -84,9 +80,7 @@ protected:
 
     bool motors(uint32_t requester, uint8_t code, uint8_t status)
     {
-        vela_fc_set_set_motor_ext_err_req request = {1, requester, {}};
-        request.motor_ext_err_status[0] = {code, status};
-        return obeys(ID_SET_MOTOR_ERR, bytes_of(request));
+        return obeys(ID_SET_MOTOR_ERR, bytes_of(vela_fc_set_set_motor_ext_err_req{1, requester, {{code, status}}}));
     }
 
     bool subscribes(uint8_t bag, uint16_t rate, const std::vector<uint32_t>& items, size_t cut = 0)
@@ -130,8 +124,7 @@ TEST_F(Controller, HoldsAndReleasesTheMotorsForWhoIsRegistered)
     const vela_fc_set_register_motor_ext_err_rsp first = registered();
     EXPECT_EQ(first.result, 0);
     EXPECT_EQ(first.identity_id, 0x5f);
-    const uint32_t id = first.requester_id;
-    const uint32_t id_again = registered().requester_id;
+    const uint32_t id = first.requester_id, id_again = registered().requester_id;
     EXPECT_EQ(id_again, id) << "asking again gives the same";
 
     EXPECT_TRUE(motors(id, first.motor_ext_err_code, MOTOR_DISABLE));
@@ -160,25 +153,24 @@ TEST_F(Controller, PushesTheBagItsSubscriberAskedFor)
     controller->set_gps_level(4);
     EXPECT_TRUE(subscribes(0, 200, {std::begin(BAG1_UIDS), std::end(BAG1_UIDS)}));
     ASSERT_TRUE(soon([&] { return pushes >= 3; }));
-    {
-        const std::lock_guard lock(mutex);
-        ASSERT_EQ(push.size(), 1 + sizeof(db_bag1_t));
-        db_bag1_t bag = {};
-        EXPECT_TRUE(peers::read_record(push, bag, 1));
-        EXPECT_EQ(push[0], 0);
-        const double latitude = bag.db_sys_navi_data.horiz_abs_pos[0];
-        std::array<float, 4> attitude;  // a copy: nothing may refer into a packed record
-        std::memcpy(attitude.data(), bag.atti_data.q, sizeof attitude);
-        EXPECT_EQ(latitude, 0.84);
-        EXPECT_EQ(bag.db_gps_ctrl_level.ctrl_level, 4);
-        EXPECT_EQ(bag.fc_fsm.fsm, 1);
-        EXPECT_THAT(attitude, ElementsAre(FloatEq(std::cos(0.15f)), 0, 0, FloatEq(std::sin(0.15f))))
-            << "heading of 0.3 rad";
-    }
+    asked(ID_DB_BAG_DELETE, {});
+    EXPECT_TRUE(controller->bags().subscribed(0)) << "a short request";
     asked(ID_DB_BAG_DELETE, bytes_of(uint8_t{0}));
     const int at_the_end = pushes;
     std::this_thread::sleep_for(200ms);
     EXPECT_LE(pushes, at_the_end + 1) << "one may have been under way";
+
+    ASSERT_EQ(push.size(), 1 + sizeof(db_bag1_t));
+    db_bag1_t bag = {};
+    EXPECT_TRUE(peers::read_record(push, bag, 1));
+    EXPECT_EQ(push[0], 0);
+    const double latitude = bag.db_sys_navi_data.horiz_abs_pos[0];
+    std::array<float, 4> attitude;  // a copy: nothing may refer into a packed record
+    std::memcpy(attitude.data(), bag.atti_data.q, sizeof attitude);
+    EXPECT_EQ(latitude, 0.84);
+    EXPECT_EQ(bag.db_gps_ctrl_level.ctrl_level, 4);
+    EXPECT_EQ(bag.fc_fsm.fsm, 1);
+    EXPECT_THAT(attitude, ElementsAre(FloatEq(std::cos(0.15f)), 0, 0, FloatEq(std::sin(0.15f)))) << "heading 0.3 rad";
 }
 
 TEST_F(Controller, SaysWhoItIs)
@@ -201,7 +193,6 @@ TEST_F(Controller, FliesByMessagesAndRecordsTheFlight)
     EXPECT_TRUE(soon([&] { return state().display_mode == KCTRL_GPS_ATTI; }));
     EXPECT_EQ(state().fsm, 2);
     EXPECT_NEAR(state().altitude, 521.2, 0.1);
-
     EXPECT_TRUE(obeys(CMD_ID_MISSION_ONOFF, bytes_of(cmd_mission_request_onoff_t{MIS_ON, ON_BOARD_DEV})));
     for (int i = 0; i < 25; i++, std::this_thread::sleep_for(20ms))
         EXPECT_TRUE(obeys(CMD_ID_CTRL_DATA, bytes_of(forward)));

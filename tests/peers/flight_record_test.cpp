@@ -30,7 +30,7 @@ protected:
             writer->data(300, uint64_t{1000} * i, std::vector<uint8_t>{i, static_cast<uint8_t>(-i), 9, i, 1});
         writer->log(2000, "stands");
         EXPECT_TRUE(writer->close());
-        return file_text(path);
+        return text_of(path);
     }
     std::optional<FlightRecord> parsed(const std::string& file)
     {

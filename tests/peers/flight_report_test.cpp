@@ -19,14 +19,39 @@ using testing::HasSubstr;
 
 constexpr double DEGREES = 180 / std::numbers::pi;
 
+using response_fn = frequency_response_t (*)(double hz);
+
+constexpr response_fn tilt_rate = [](double hz) { return rate_frequency_response(TILT_GAINS, hz); };
+constexpr response_fn yaw_rate = [](double hz) { return rate_frequency_response(YAW_GAINS, hz); };
+constexpr response_fn climb = [](double hz) { return rate_frequency_response(HEIGHT_GAINS, hz); };
+constexpr response_fn tilt = [](double hz) { return angle_frequency_response(TILT_GAINS, hz); };
+constexpr response_fn yaw = [](double hz) { return angle_frequency_response(YAW_GAINS, hz); };
+constexpr response_fn height = [](double hz) { return angle_frequency_response(HEIGHT_GAINS, hz); };
+constexpr response_fn yaw_by_rate = [](double hz) { return yaw(hz) / YAW_GAINS.outer; };
+
+// A sweep, the response that it should show, and how many points of it the report has to stand by.
+struct sweep_t {
+    uint8_t loop, point;
+    double start, end, amplitude;
+    uint8_t seconds;
+    response_fn truth;
+    size_t sure = 0;
+};
+
 class Reports : public testing::Test {
 protected:
-    // In external control, holding; what is flown from here on stands in the record.
-    void take_off(const aircraft_config_t& config = {})
+    // On the ground; what happens from here on stands in the record.
+    void stand(const aircraft_config_t& config = {})
     {
         log = FlightLog::create(path, config);
         model = std::make_unique<AircraftModel>(config);
         model->set_observer([this](const flight_row_t& row) { log->write(row); });
+    }
+
+    // In external control, holding.
+    void take_off(const aircraft_config_t& config = {})
+    {
+        stand(config);
         model->basic_command(API_CMD_AUTO_TAKEOFF, false);
         fly(6);
         model->external_control(MIS_ON);
@@ -60,20 +85,18 @@ protected:
     }
 
     // The flight controller counts the test's loops from 4 on, and leaves out 14.
-    sweep_measure_t swept(uint8_t loop, uint8_t point, double start, double end, double amplitude, uint8_t seconds,
-                          uint64_t seed = 3)
+    sweep_measure_t swept(const sweep_t& one, uint64_t seed = 3)
     {
         take_off({.noise = true, .seed = seed});
         const auto tenths = [](double value) { return static_cast<uint16_t>(std::lround(value * 10)); };
-        const auto number = static_cast<uint8_t>(loop + (loop <= 10 ? 3 : 4) + (point << SWEEP_FLAG_POINT_SHIFT));
-        model->sweep({MOTION_SWEEP, kSweepOn, tenths(start), tenths(end), tenths(amplitude), seconds, number});
-        fly(seconds + 6.0, stick_command_t{});
+        const int number = one.loop + (one.loop <= 10 ? 3 : 4) + (one.point << SWEEP_FLAG_POINT_SHIFT);
+        model->sweep({MOTION_SWEEP, kSweepOn, tenths(one.start), tenths(one.end), tenths(one.amplitude), one.seconds,
+                      static_cast<uint8_t>(number)});
+        fly(one.seconds + 6.0, stick_command_t{});
         const std::vector<sweep_measure_t> sweeps = measure_sweeps(rows());
         EXPECT_EQ(sweeps.size(), 1u);
         return sweeps.empty() ? sweep_measure_t{} : sweeps[0];
     }
-
-    std::string text() { return file_text(path); }
 
     Bus bus;
     const std::string path = bus.path("flight.ulg");
@@ -81,37 +104,6 @@ protected:
     std::unique_ptr<AircraftModel> model;
     std::optional<FlightRecord> record;
 };
-
-using response_fn = frequency_response_t (*)(double hz);
-
-frequency_response_t tilt_rate(double hz)
-{
-    return rate_frequency_response(TILT_GAINS, hz);
-}
-frequency_response_t yaw_rate(double hz)
-{
-    return rate_frequency_response(YAW_GAINS, hz);
-}
-frequency_response_t climb(double hz)
-{
-    return rate_frequency_response(HEIGHT_GAINS, hz);
-}
-frequency_response_t tilt(double hz)
-{
-    return angle_frequency_response(TILT_GAINS, hz);
-}
-frequency_response_t yaw(double hz)
-{
-    return angle_frequency_response(YAW_GAINS, hz);
-}
-frequency_response_t height(double hz)
-{
-    return angle_frequency_response(HEIGHT_GAINS, hz);
-}
-frequency_response_t yaw_by_rate(double hz)
-{
-    return yaw(hz) / YAW_GAINS.outer;
-}
 
 void expect_near(const response_point_t& point, response_fn truth)
 {
@@ -121,27 +113,9 @@ void expect_near(const response_point_t& point, response_fn truth)
 }
 
 // Half a decibel and three degrees at every coherent frequency, of which there must be most.
-void expect_response(const sweep_measure_t& sweep, response_fn truth)
-{
-    size_t coherent = 0;
-    for (const response_point_t& point : sweep.response) {
-        if (point.coherence < 0.9) continue;
-        coherent++;
-        expect_near(point, truth);
-    }
-    EXPECT_GT(coherent, 30u) << "of " << sweep.response.size();
-    EXPECT_GT(coherent, sweep.response.size() * 3 / 4);
-    EXPECT_EQ(sweep.why_not, "");
-}
-
 TEST_F(Reports, SweepsHaveTheResponseOfTheFormulas)
 {
-    const struct {
-        uint8_t loop, point;
-        double start, end, amplitude;
-        uint8_t seconds;
-        response_fn truth;
-    } cases[] = {
+    const sweep_t sweeps[] = {
         {kAngVelX, 0, 1, 10, 20, 30, tilt_rate},
         {kAngVelZ, 0, 0.5, 8, 15, 30, yaw_rate},
         {kAttiX, 0, 0.5, 5, 5, 30, tilt},
@@ -157,10 +131,18 @@ TEST_F(Reports, SweepsHaveTheResponseOfTheFormulas)
         {kAttiStbX, 0, 0.5, 5, 5, 30, tilt},
         {kAttiZ, 1, 0.2, 3, 10, 30, yaw_by_rate},
     };
-    for (const auto& one : cases) {
+    for (const sweep_t& one : sweeps) {
         SCOPED_TRACE(testing::Message() << "loop " << int{one.loop} << ", point " << int{one.point});
-        const auto sweep = swept(one.loop, one.point, one.start, one.end, one.amplitude, one.seconds);
-        expect_response(sweep, one.truth);
+        const sweep_measure_t sweep = swept(one);
+        size_t coherent = 0;
+        for (const response_point_t& point : sweep.response) {
+            if (point.coherence < 0.9) continue;
+            coherent++;
+            expect_near(point, one.truth);
+        }
+        EXPECT_GT(coherent, 30u) << "of " << sweep.response.size();
+        EXPECT_GT(coherent, sweep.response.size() * 3 / 4);
+        EXPECT_EQ(sweep.why_not, "");
         const bool closed = one.point == 0 && one.loop != kVertAcc;
         EXPECT_EQ(sweep.margins.remark.find("no loop") != std::string::npos, one.loop == kVertAcc);
         EXPECT_TRUE(closed || !sweep.margins.phase_margin_deg) << "only where a loop is closed";
@@ -171,23 +153,17 @@ TEST_F(Reports, SweepsHaveTheResponseOfTheFormulas)
 // knows which points to stand by, and how far off the others may be.
 TEST_F(Reports, SweepsInNoiseSayHowSureTheyAre)
 {
-    const struct {
-        uint8_t loop;
-        double start, end, amplitude;
-        uint8_t seconds;
-        response_fn truth;
-        size_t sure;  // points, at least
-    } cases[] = {
-        {kAttiX, 0.5, 5, 2, 20, tilt, 50},
-        {kVelX, 0.2, 2, 0.5, 30, speed_frequency_response, 20},
-        {kPosX, 0.1, 1, 1, 60, position_frequency_response, 0},
-        {kVertPos, 0.1, 2, 0.5, 60, height, 20},
-        {kVertAcc, 1, 8, 1, 30, climb_acceleration_frequency_response, 50},
+    const sweep_t sweeps[] = {
+        {kAttiX, 0, 0.5, 5, 2, 20, tilt, 50},
+        {kVelX, 0, 0.2, 2, 0.5, 30, speed_frequency_response, 20},
+        {kPosX, 0, 0.1, 1, 1, 60, position_frequency_response, 0},
+        {kVertPos, 0, 0.1, 2, 0.5, 60, height, 20},
+        {kVertAcc, 0, 1, 8, 1, 30, climb_acceleration_frequency_response, 50},
     };
-    for (const auto& one : cases) {
+    for (const sweep_t& one : sweeps) {
         for (const uint64_t seed : {4, 5, 6}) {
             SCOPED_TRACE(testing::Message() << "loop " << int{one.loop} << ", seed " << seed);
-            const auto sweep = swept(one.loop, 0, one.start, one.end, one.amplitude, one.seconds, seed);
+            const sweep_measure_t sweep = swept(one, seed);
             size_t sure = 0;
             for (const response_point_t& point : sweep.response) {
                 const double off = std::abs(point.response / one.truth(point.hz) - 1.0);
@@ -212,7 +188,7 @@ TEST_F(Reports, MarginsAreThoseOfTheFormulas)
     // Open, the tilt loop is k K / (T s³ + s² + K s): -180° where s² = -K / T.
     const double crossing = std::sqrt(TILT_GAINS.inner / MOTOR_LAG_S) / (2 * std::numbers::pi);
     const double gain_db = 20 * std::log10(1 / MOTOR_LAG_S / TILT_GAINS.outer);
-    for (const loop_margins_t& margins : {margins_of(exact), swept(kAttiX, 0, 0.5, 6, 5, 40).margins}) {
+    for (const loop_margins_t& margins : {margins_of(exact), swept({kAttiX, 0, 0.5, 6, 5, 40}).margins}) {
         EXPECT_NEAR(margins.bandwidth_hz.value_or(0), 0.5098 * TILT_GAINS.slow / (2 * std::numbers::pi), 0.03);
         EXPECT_NEAR(margins.phase_crossover_hz.value_or(0), crossing, 0.05 * crossing);
         EXPECT_NEAR(margins.gain_margin_db.value_or(0), gain_db, 0.8);
@@ -224,40 +200,27 @@ TEST_F(Reports, MarginsAreThoseOfTheFormulas)
     EXPECT_FALSE(margins_of(exact).bandwidth_hz);
 }
 
-// When the formula gets there.
-template <class Response>
-double time_at(const Response& response, double part)
-{
-    double time = 0;
-    while (response(time) < part)
-        time += 1e-4;
-    return time;
-}
-
 TEST_F(Reports, StepsHaveTheTimesOfTheFormulas)
 {
-    const stick_command_t level = {.stabilized = false};
-    const auto sticks = [](horiz_mode_t mode, vec2_t horizontal) {
-        return stick_command_t{.horizontal_mode = mode, .stabilized = false, .horizontal = horizontal};
-    };
     const auto of = [](const cascade_gains_t& gains) {
         return [gains](double time) { return angle_step_response(gains, time); };
     };
+    const auto level = [](horiz_mode_t mode, vec2_t horizontal = {}) {
+        return stick_command_t{.horizontal_mode = mode, .stabilized = false, .horizontal = horizontal};
+    };
+    const auto turn = [](double to) { return stick_command_t{.yaw_mode = YAW_MODE_ANG, .yaw = to}; };
+    const auto rise = [](double to) { return stick_command_t{.vertical_mode = VERT_MODE_POS, .vertical = to}; };
     const struct {
         uint8_t loop;
         double size;
         stick_command_t before, during;
         std::function<double(double)> truth;
     } cases[] = {
-        {kAttiX, 8, sticks(HORIZ_MODE_ATTI, {}), sticks(HORIZ_MODE_ATTI, {8, 0}), of(TILT_GAINS)},
-        {kAttiY, -8, sticks(HORIZ_MODE_ATTI, {}), sticks(HORIZ_MODE_ATTI, {0, -8}), of(TILT_GAINS)},
-        {kVelX, 2, level, sticks(HORIZ_MODE_VEL, {2, 0}), speed_step_response},
-        {kAttiZ, 20, {.yaw_mode = YAW_MODE_ANG}, {.yaw_mode = YAW_MODE_ANG, .yaw = 20}, of(YAW_GAINS)},
-        {kVertPos,
-         1,
-         {.vertical_mode = VERT_MODE_POS, .vertical = 1.2},
-         {.vertical_mode = VERT_MODE_POS, .vertical = 2.2},
-         of(HEIGHT_GAINS)},
+        {kAttiX, 8, level(HORIZ_MODE_ATTI), level(HORIZ_MODE_ATTI, {8, 0}), of(TILT_GAINS)},
+        {kAttiY, -8, level(HORIZ_MODE_ATTI), level(HORIZ_MODE_ATTI, {0, -8}), of(TILT_GAINS)},
+        {kVelX, 2, level(HORIZ_MODE_VEL), level(HORIZ_MODE_VEL, {2, 0}), speed_step_response},
+        {kAttiZ, 20, turn(0), turn(20), of(YAW_GAINS)},
+        {kVertPos, 1, rise(1.2), rise(2.2), of(HEIGHT_GAINS)},
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(int{one.loop});
@@ -273,9 +236,16 @@ TEST_F(Reports, StepsHaveTheTimesOfTheFormulas)
         ASSERT_EQ(motions[0].steps.size(), 1u) << motions[0].why_not;
         const step_measure_t& step = motions[0].steps[0];
         EXPECT_NEAR(step.size, one.size, 0.01 * std::fabs(one.size));
-        const double rise = time_at(one.truth, 0.9) - time_at(one.truth, 0.1);
-        EXPECT_NEAR(step.rise_s.value_or(0), rise, 0.02 * rise);
-        EXPECT_NEAR(step.settle_s.value_or(0), time_at(one.truth, 0.95), 0.02 * time_at(one.truth, 0.95));
+        // When the formula gets there.
+        const auto time_at = [&](double part) {
+            double time = 0;
+            while (one.truth(time) < part)
+                time += 1e-4;
+            return time;
+        };
+        const double rise_s = time_at(0.9) - time_at(0.1);
+        EXPECT_NEAR(step.rise_s.value_or(0), rise_s, 0.02 * rise_s);
+        EXPECT_NEAR(step.settle_s.value_or(0), time_at(0.95), 0.02 * time_at(0.95));
         EXPECT_NEAR(step.overshoot, 0, 0.01);
         EXPECT_NEAR(step.steady_error / one.size, 0, 0.01);
     }
@@ -314,17 +284,15 @@ TEST_F(Reports, TellHowTheFlightEnded)
     fly(1);
     land();
     EXPECT_EQ(told("").verdict, flight_verdict::stopped);
-    log = FlightLog::create(path, {});
-    model = std::make_unique<AircraftModel>(aircraft_config_t{});
-    model->set_observer([this](const flight_row_t& row) { log->write(row); });
+    stand();
     fly(1);
     EXPECT_EQ(told("").verdict, flight_verdict::not_flown);
 }
 
 TEST_F(Reports, HostileRecordsAreRefusedOrSurvived)
 {
-    swept(kAttiX, 0, 0.5, 5, 5, 10);
-    const std::string whole = text();
+    swept({kAttiX, 0, 0.5, 5, 5, 10});
+    const std::string whole = text_of(path);
     const std::string page = bus.path("page.html");
     const auto report = [&](const std::string& file) {
         std::ofstream(path, std::ios::binary) << file;

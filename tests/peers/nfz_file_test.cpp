@@ -7,14 +7,10 @@ namespace {
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 
-std::vector<uint8_t> sample()
+TEST(NfzFile, WhatIsBuiltIsKeptAndSaysWhatWentInAndEveryFlippedBitIsFound)
 {
-    return peers::build_nfz_file({{1, 2, 3, 4}, 7, 5, {10, 20, 30}});
-}
-
-TEST(NfzFile, WhatIsBuiltIsKeptAndSaysWhatWentIn)
-{
-    const std::vector<uint8_t> file = sample();
+    const auto build = [] { return peers::build_nfz_file({{1, 2, 3, 4}, 7, 5, {10, 20, 30}}); };
+    std::vector<uint8_t> file = build();
     const peers::nfz_report_t report = peers::check_nfz_file(file);
     EXPECT_TRUE(report.kept) << report.reason;
     EXPECT_EQ(file.size(), 128u + 3 + 16);
@@ -22,15 +18,11 @@ TEST(NfzFile, WhatIsBuiltIsKeptAndSaysWhatWentIn)
     EXPECT_EQ(report.circles, 7u);
     EXPECT_EQ(report.zones, 5u);
     EXPECT_EQ(file[128], 10);
-    EXPECT_EQ(file, sample()) << "the same recipe gives the same bytes";
+    EXPECT_EQ(file, build()) << "the same recipe gives the same bytes";
     const auto content = peers::generate_nfz_content({1, 0, 0, 0}, 1001);
     EXPECT_THAT(peers::generate_nfz_content({1, 0, 0, 0}, 1000), ElementsAreArray(content.data(), 1000));
     EXPECT_NE(content, peers::generate_nfz_content({0, 1, 0, 0}, 1001)) << "depends on the version";
-}
 
-TEST(NfzFile, EveryFlippedBitIsFound)
-{
-    std::vector<uint8_t> file = sample();
     for (size_t bit = 0; bit < file.size() * 8; bit++) {
         file[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
         EXPECT_FALSE(peers::check_nfz_file(file).kept) << bit;

@@ -1,41 +1,15 @@
 #include "peer_fixture.h"
 
-#include <stdlib.h>
-#include <sys/wait.h>
-
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <sstream>
-#include <thread>
-
 #include "common/digest.h"
 #include "flight_v1_wire.h"
 
-bool soon(const std::function<bool()>& is_true)
-{
-    for (int i = 0; i < 5000; i++) {
-        if (is_true()) return true;
-        std::this_thread::sleep_for(1ms);
-    }
-    return false;
-}
-
 Bus::Bus()
 {
-    char name[] = "/tmp/peers.XXXXXX";
-    directory_ = mkdtemp(name);
-    std::ofstream(routes()) << R"({"bus_dir": ")" << directory_ << R"(/bus", "services": {
+    std::ofstream(routes()) << R"({"bus_dir": ")" << path("bus") << R"(", "services": {
         "flight_service": {"flight_srv_fmu": {"host": "0x1105"}, "flight_nfz_upgrade": {"host": "0x1106"}},
         "flight_controller": {"fmu": {"host": "0x0306"}},
         "app": {"phone": {"host": "0x0200"}},
         "factory": {"station": {"host": "0x1103"}}}})";
-}
-
-Bus::~Bus()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
 }
 
 peers::bus_name_t Bus::name(const std::string& service, const std::string& endpoint) const
@@ -59,12 +33,6 @@ std::unique_ptr<peers::AppPeer> Bus::app() const
     return opened;
 }
 
-fault_t fault_of(const faults_t& faults, uint32_t request)
-{
-    const auto found = faults.find(request);
-    return found == faults.end() ? fault_t{} : found->second;
-}
-
 faults_t ten_from(uint32_t first, const fault_t& fault)
 {
     faults_t faults;
@@ -75,18 +43,20 @@ faults_t ten_from(uint32_t first, const fault_t& fault)
 
 ScriptedService::ScriptedService(const Bus& bus) : endpoint_(bus.endpoint("flight_service", "flight_nfz_upgrade"))
 {
-    const auto on = [this](uint8_t set, uint8_t id, void (ScriptedService::*handle)(const kest_event_t&)) {
-        endpoint_->on_request(set, id, [this, handle](const kest_event_t& event) {
-            const std::lock_guard lock(mutex_);
-            (this->*handle)(event);
-        });
-    };
     on(SET_COMMON, ID_UPGRADE_ENTRY, &ScriptedService::entry);
     on(SET_COMMON, ID_UPGRADE_START, &ScriptedService::start);
     on(SET_COMMON, ID_UPGRADE_DATA, &ScriptedService::data);
     on(SET_COMMON, ID_UPGRADE_END, &ScriptedService::end);
     on(SET_FLYLIMIT, ID_NFZ_READ, &ScriptedService::read);
     EXPECT_EQ(endpoint_->start(), 0);
+}
+
+void ScriptedService::on(uint8_t set, uint8_t id, handler_t handle)
+{
+    endpoint_->on_request(set, id, [this, handle](const kest_event_t& event) {
+        const std::lock_guard lock(mutex_);
+        (this->*handle)(event);
+    });
 }
 
 void ScriptedService::follow(script_t script)
@@ -114,16 +84,15 @@ void ScriptedService::entry(const kest_event_t& event)
 void ScriptedService::start(const kest_event_t& event)
 {
     upgrade_request_receive_req_t request = {};
-    upgrade_request_receive_ack_t ack = {UPGRADE_RET_LENGTH, UPGRADE_FRAG_LENGTH, {}};
-    if (peers::read_record(peers::payload_of(event), request)) ack.ret_code = UPGRADE_RET_OK;
+    open_ = peers::read_record(peers::payload_of(event), request);
+    const upgrade_request_receive_ack_t ack = {open_ ? UPGRADE_RET_OK : UPGRADE_RET_LENGTH, UPGRADE_FRAG_LENGTH, {}};
     size_ = request.firmware_size;
-    open_ = true;
     endpoint_->reply(event, peers::bytes_of(ack));
 }
 
 void ScriptedService::data(const kest_event_t& event)
 {
-    const fault_t fault = fault_of(script_.data, static_cast<uint32_t>(seen_.blocks.size()));
+    const fault_t fault = script_.data[static_cast<uint32_t>(seen_.blocks.size())];
     const uint8_t honest = take(peers::payload_of(event), fault);
     const upgrade_data_transfer_ack_t ack = {fault.code.value_or(honest), last_};
     if (fault.answer) endpoint_->reply(event, peers::bytes_of(ack));
@@ -176,54 +145,4 @@ std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes)
     const peers::md5_digest_t digest = peers::md5_of(bytes);
     bytes.insert(bytes.end(), digest.begin(), digest.end());
     return bytes;
-}
-
-std::string file_text(const std::string& path)
-{
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-tool_run_t vela(const std::string& arguments)
-{
-    const Bus scratch;
-    const std::string said = scratch.path("said");
-    const int status = std::system((VELA_PROGRAM " " + arguments + " >" + said + " 2>&1").c_str());
-    return {static_cast<cli::exit_code>(WEXITSTATUS(status)), file_text(said)};
-}
-
-// `begin` gets the callback that ends the job.
-template <class Result, class Begin>
-static Result result_of(const Begin& begin)
-{
-    const auto ended = std::make_shared<std::promise<Result>>();
-    EXPECT_EQ(begin([ended](const Result& result) { ended->set_value(result); }), 0);
-    std::future<Result> result = ended->get_future();
-    if (result.wait_for(20s) == std::future_status::ready) return result.get();
-    ADD_FAILURE() << "no result";
-    return {};
-}
-
-peers::upgrade_result_t upgraded(peers::AppPeer& app, std::vector<uint8_t> database,
-                                 const peers::upgrade_options_t& options)
-{
-    return result_of<peers::upgrade_result_t>([&](auto done) {
-        return app.upgrade().begin({std::move(database), options, {}, done});
-    });
-}
-
-peers::transfer_result_t delivered(peers::AppPeer& app, std::vector<uint8_t> file, const peers::tfr_options_t& options)
-{
-    return result_of<peers::transfer_result_t>([&](auto done) {
-        return app.restrictions().begin({std::move(file), options, {}, done});
-    });
-}
-
-peers::read_result_t read_back(peers::DatabaseReader& reader, peers::read_job_t job)
-{
-    return result_of<peers::read_result_t>([&](auto done) {
-        job.done = done;
-        return reader.begin(std::move(job));
-    });
 }

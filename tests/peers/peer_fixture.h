@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
+#include <future>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -13,30 +13,22 @@
 #include "app/app_peer.h"
 #include "common/bus_endpoint.h"
 #include "exit_codes.h"
-#include "flight_controller/database_reader.h"
+#include "tarn/scratch.h"
 #include "upgrade_wire.h"
 
-using namespace std::chrono_literals;
-
-// Waits until `is_true` or for 5 seconds; says which.
-bool soon(const std::function<bool()>& is_true);
-
-// A route configuration in a directory of its own, which goes with it.
+// A route configuration in a directory of its own.
 class Bus {
 public:
     Bus();
-    ~Bus();
-    Bus(const Bus&) = delete;
-    Bus& operator=(const Bus&) = delete;
 
     peers::bus_name_t name(const std::string& service, const std::string& endpoint) const;
     std::unique_ptr<peers::BusEndpoint> endpoint(const std::string& service, const std::string& name) const;
     std::unique_ptr<peers::AppPeer> app() const;
-    std::string path(const std::string& file) const { return directory_ + "/" + file; }
+    std::string path(const std::string& file) const { return directory_ / file; }
     std::string routes() const { return path("vela.json"); }
 
 private:
-    std::string directory_;
+    const scratch directory_;
 };
 
 // What happens to a request instead of the honest thing.
@@ -51,7 +43,6 @@ struct fault_t {
 // By number of the request, 0 for the first.
 using faults_t = std::map<uint32_t, fault_t>;
 
-fault_t fault_of(const faults_t& faults, uint32_t request);
 // That request and the nine behind it.
 faults_t ten_from(uint32_t first, const fault_t& fault);
 
@@ -78,6 +69,9 @@ public:
     seen_t seen() const;
 
 private:
+    using handler_t = void (ScriptedService::*)(const kest_event_t&);
+
+    void on(uint8_t set, uint8_t id, handler_t handle);
     void entry(const kest_event_t& event);
     void start(const kest_event_t& event);
     void data(const kest_event_t& event);
@@ -97,17 +91,26 @@ private:
 // The bytes behind which the digest stands that they call for.
 std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes);
 
-std::string file_text(const std::string& path);
-
 // The tool as people call it.
 struct tool_run_t {
     cli::exit_code code;
     std::string text;  // standard output and error
 };
-tool_run_t vela(const std::string& arguments);
+inline tool_run_t vela(const std::string& arguments)
+{
+    const run_t ended = run(VELA_PROGRAM " " + arguments);
+    return {static_cast<cli::exit_code>(ended.code), ended.text};
+}
 
-// Each runs one job and waits for its result.
-peers::upgrade_result_t upgraded(peers::AppPeer& app, std::vector<uint8_t> database,
-                                 const peers::upgrade_options_t& options);
-peers::transfer_result_t delivered(peers::AppPeer& app, std::vector<uint8_t> file, const peers::tfr_options_t& options);
-peers::read_result_t read_back(peers::DatabaseReader& reader, peers::read_job_t job);
+// What a sender or a reader says at the end of the job.
+template <class Result, class Worker, class Job>
+Result result_of(Worker& worker, Job job)
+{
+    const auto ended = std::make_shared<std::promise<Result>>();
+    job.done = [ended](const Result& result) { ended->set_value(result); };
+    EXPECT_EQ(worker.begin(std::move(job)), 0);
+    std::future<Result> result = ended->get_future();
+    if (result.wait_for(20s) == std::future_status::ready) return result.get();
+    ADD_FAILURE() << "no result";
+    return {};
+}

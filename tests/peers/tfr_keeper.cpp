@@ -32,7 +32,7 @@ std::string TfrKeeper::story() const
 void TfrKeeper::take(const kest_event_t& event)
 {
     const std::lock_guard lock(mutex_);
-    const fault_t fault = fault_of(faults_, requests_++);
+    const fault_t fault = faults_[requests_++];
     const peers::bytes_view payload = peers::payload_of(event);
     update_tfr_req_t request = {};
     EXPECT_TRUE(peers::read_record(payload, request));
@@ -52,60 +52,49 @@ void TfrKeeper::take(const kest_event_t& event)
 
 update_tfr_rsp_t TfrKeeper::honest(peers::bytes_view payload, const update_tfr_req_t& request)
 {
-    if (request.type == UPDATE_REQ) return start();
-    if (request.type == UPDATE_DATA) return fragment(payload, request);
-    return finish();
-}
-
-update_tfr_rsp_t TfrKeeper::start()
-{
-    update_tfr_rsp_t answer = {};
-    if (state_ == state::idle && file_.size() > 32) std::copy_n(file_.end() - 32, 16, answer.uid);
+    update_tfr_rsp_t answer = {.ack = TFR_UPDATE_SUCCESS, .type = request.type};
+    if (request.type == UPDATE_DATA) {
+        answer.ack = fragment(payload, request);
+        answer.seq = expected();
+        return answer;
+    }
+    const bool starts = request.type == UPDATE_REQ;
+    if (starts && state_ == state::idle && file_.size() > 32) std::copy_n(file_.end() - 32, 16, answer.uid);
+    if (!starts) answer.ack = finish();
     state_ = state::idle;
     return answer;
 }
 
-update_tfr_rsp_t TfrKeeper::fragment(peers::bytes_view payload, const update_tfr_req_t& request)
+uint8_t TfrKeeper::fragment(peers::bytes_view payload, const update_tfr_req_t& request)
 {
-    update_tfr_rsp_t answer = {TFR_UPDATE_SUCCESS, TFR_NEXT_SET, {}};
     EXPECT_EQ(payload.size(), sizeof request + request.data_size);
     if (state_ == state::idle || request.pkg_seq == 0) {
-        forget();
+        file_.clear();
+        saved_ = 0;
         state_ = state::transfer;
     }
-    if (state_ == state::finish) {
-        answer.ack = TFR_UPDATE_STATE_ERROR;
-    } else if (saved_ != 0 && request.pkg_seq != last_ + 1) {
-        answer.ack = TFR_UPDATE_SEQ_NOT_CONTINUE;
-    } else {
-        file_.insert(file_.end(), payload.begin() + sizeof request, payload.end());
-        saved_ += request.data_size;
-        last_ = request.pkg_seq;
-        total_ = request.pkg_size;
-        if (saved_ >= total_) state_ = state::finish;
-    }
-    answer.seq = expected();
-    return answer;
+    if (state_ == state::finish) return TFR_UPDATE_STATE_ERROR;
+    if (saved_ != 0 && request.pkg_seq != last_ + 1) return TFR_UPDATE_SEQ_NOT_CONTINUE;
+    file_.insert(file_.end(), payload.begin() + sizeof request, payload.end());
+    saved_ += request.data_size;
+    last_ = request.pkg_seq;
+    total_ = request.pkg_size;
+    if (saved_ >= total_) state_ = state::finish;
+    return TFR_UPDATE_SUCCESS;
 }
 
-update_tfr_rsp_t TfrKeeper::finish()
+uint8_t TfrKeeper::finish()
 {
-    update_tfr_rsp_t answer = {TFR_UPDATE_SUCCESS, TFR_SIG_RES, {}};
-    if (state_ != state::finish) {
-        answer.ack = TFR_UPDATE_STATE_ERROR;
-    } else if (saved_ > total_) {
-        answer.ack = TFR_UPDATE_SAVED_DATA_TOO_MUCH;
-    } else if (!peers::check_tfr_file(file_).kept) {
-        answer.ack = TFR_UPDATE_MD5_CHECK_FAIL;
+    uint8_t code = TFR_UPDATE_SUCCESS;
+    if (state_ != state::finish)
+        code = TFR_UPDATE_STATE_ERROR;
+    else if (saved_ > total_)
+        code = TFR_UPDATE_SAVED_DATA_TOO_MUCH;
+    else if (!peers::check_tfr_file(file_).kept)
+        code = TFR_UPDATE_MD5_CHECK_FAIL;
+    if (code != TFR_UPDATE_SUCCESS) {
+        file_.clear();
+        saved_ = 0;
     }
-    if (answer.ack != TFR_UPDATE_SUCCESS) forget();
-    state_ = state::idle;
-    return answer;
-}
-
-void TfrKeeper::forget()
-{
-    file_.clear();
-    saved_ = total_ = 0;
-    last_ = 0;
+    return code;
 }

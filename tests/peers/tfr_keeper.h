@@ -1,10 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <mutex>
-#include <string>
-#include <vector>
-
 #include "peer_fixture.h"
 #include "tfr_wire.h"
 
@@ -24,10 +19,8 @@ private:
 
     void take(const kest_event_t& event);
     update_tfr_rsp_t honest(peers::bytes_view payload, const update_tfr_req_t& request);
-    update_tfr_rsp_t start();
-    update_tfr_rsp_t fragment(peers::bytes_view payload, const update_tfr_req_t& request);
-    update_tfr_rsp_t finish();
-    void forget();
+    uint8_t fragment(peers::bytes_view payload, const update_tfr_req_t& request);
+    uint8_t finish();
     uint16_t expected() const { return saved_ == 0 ? uint16_t{0} : static_cast<uint16_t>(last_ + 1); }
 
     std::unique_ptr<peers::BusEndpoint> endpoint_;

@@ -56,14 +56,14 @@ TEST_F(Tool, MakesADatabaseSendsItAndReadsItBack)
 {
     ScriptedService service(bus);
     expect("nfz make -o " + file + " --version 2.0.0.1 --size 64k", exit_code::ok);
-    EXPECT_EQ(file_text(file).size(), 65536u);
+    EXPECT_EQ(text_of(file).size(), 65536u);
     const json found = json_of("nfz inspect " + file);
     EXPECT_EQ(found["head"]["version"], "2.0.0.1");
     EXPECT_EQ(found["kept"], true);
     expect("nfz send " + file + route, exit_code::ok);
     service.follow({.file = service.seen().received});
     expect("nfz read -o " + again + route, exit_code::ok);
-    EXPECT_EQ(file_text(again), file_text(file));
+    EXPECT_EQ(text_of(again), text_of(file));
     expect("nfz read --offset 0 --length 16" + route, exit_code::ok, "00000000  6e 6f 2d 66");
 
     service.follow({.end_code = UPGRADE_RET_FILE_MD5, .file = std::vector<uint8_t>(1000, 7)});
@@ -77,14 +77,14 @@ TEST_F(Tool, MakesADatabaseSendsItAndReadsItBack)
     expect("nfz send " + file + route, exit_code::bad_input, "Nothing was sent");
 }
 
-TEST_F(Tool, RestrictionsGoThroughTheToolByteForByte)
+TEST_F(Tool, RestrictionsGoThroughTheToolByteForByteAndOntoMaps)
 {
     const std::string uid = "000102030405060708090a0b0c0d0e0f";
     expect("tfr make " SAMPLE_AREAS " -o " + file, exit_code::ok, "6 areas (3 circles, 3 polygons)");
     for (const std::string& make : {std::string(), " --uid " + uid}) {
         expect("tfr make " SAMPLE_AREAS " -o " + file + make, exit_code::ok, "computed from the corners");
         expect("tfr inspect " + file + " --geojson | " VELA_PROGRAM " tfr make - -o " + again, exit_code::ok);
-        EXPECT_EQ(file_text(again), file_text(file));
+        EXPECT_EQ(text_of(again), text_of(file));
     }
     const json shown = json_of("tfr inspect " + file);
     EXPECT_EQ(shown["uid"], uid);
@@ -96,19 +96,16 @@ TEST_F(Tool, RestrictionsGoThroughTheToolByteForByte)
     EXPECT_EQ(nearest[0]["id"], 260701);
     EXPECT_NEAR(nearest[0]["distance"].get<double>(), -849, 1) << "50 m east of its center";
     expect("tfr nearest " + file + " -48 -11.5", exit_code::ok, "at -48.000000, -11.500000");
-}
 
-TEST_F(Tool, MapsCarryTheAreasAndWhatIsNearest)
-{
     const std::string page = bus.path("map.html");
     expect("tfr map " SAMPLE_AREAS " --geojson -o " + page + " --at 48.137154 11.576124", exit_code::ok, "6 areas");
-    const std::string text = file_text(page);
+    const std::string text = text_of(page);
     const size_t begin = text.find(R"(id="data">)") + 10;
-    const json map = json::parse(text.substr(begin, text.find("</script>", begin) - begin));
-    ASSERT_EQ(map["areas"].size(), 6u);
-    EXPECT_EQ(map["areas"][0]["place"], 1);
-    EXPECT_NEAR(map["areas"][0]["distance"].get<double>(), -849, 1);
-    EXPECT_FALSE(map["areas"][1].contains("place")) << "the sixth";
+    const json mapped = json::parse(text.substr(begin, text.find("</script>", begin) - begin))["areas"];
+    ASSERT_EQ(mapped.size(), 6u);
+    EXPECT_EQ(mapped[0]["place"], 1);
+    EXPECT_NEAR(mapped[0]["distance"].get<double>(), -849, 1);
+    EXPECT_FALSE(mapped[1].contains("place")) << "the sixth";
     expect("tfr map " SAMPLE_AREAS " -o " + page, exit_code::bad_input, "--geojson");
     expect("tfr map " SAMPLE_AREAS " --geojson -o /no/such/folder/x", exit_code::output);
 }
@@ -119,7 +116,7 @@ TEST_F(Tool, SendsRestrictionsOnce)
     const std::string send = "tfr send " + file + route;
     vela("tfr make " SAMPLE_AREAS " -o " + file);
     expect(send, exit_code::ok, "2 fragments, 0 sent again");
-    EXPECT_EQ(service.file().size(), file_text(file).size());
+    EXPECT_EQ(service.file().size(), text_of(file).size());
     EXPECT_EQ(json_of(send)["already_there"], true);
     expect(send, exit_code::ok, "nothing was sent");
     EXPECT_EQ(service.story(), "s 0 1 f s s");
@@ -159,12 +156,10 @@ TEST_F(Tool, EveryHelpHasAnExampleAndEveryExitCodeIsInTheGuide)
                                 "fc",  "fc log",   "station",     "bus",      "bus watch",   "bus stats", "demo"}) {
         expect(std::string(command) + " --help", exit_code::ok, "Example: ");
     }
-    const std::string guide = file_text(TOOL_GUIDE);
     std::string table;
-    for (const cli::exit_code_row_t& row : cli::EXIT_CODES) {
+    for (const cli::exit_code_row_t& row : cli::EXIT_CODES)
         table += "| " + std::to_string(static_cast<int>(row.code)) + " | `" + row.name + "` | " + row.meaning + " |\n";
-    }
-    EXPECT_THAT(guide, HasSubstr(table + "\n")) << "the whole table and nothing behind it";
+    EXPECT_THAT(text_of(TOOL_GUIDE), HasSubstr(table + "\n")) << "the whole table and nothing behind it";
 }
 
 TEST(Units, ReadAndWriteSizes)
@@ -182,28 +177,23 @@ TEST(Units, ReadAndWriteSizes)
     EXPECT_FALSE(cli::parse_number("256", 255));
 }
 
-cli::tap_record_t copy_of_message(uint16_t seq_id, uint8_t direction)
-{
-    cli::tap_record_t copy = {};
-    copy.head.from = 0x0200;
-    copy.head.to = 0x1106;
-    copy.head.direction = direction;
-    copy.event.msg_id = 9;
-    copy.event.seq_id = seq_id;
-    return copy;
-}
-
 TEST(WatchFilter, ShowsEachMessageOnceWhicheverCopyComesFirst)
 {
+    const auto copy = [](uint16_t seq_id, uint8_t direction) {
+        cli::tap_record_t one = {{0, 0x0200, 0x1106, direction, {}}, {}};
+        one.event.msg_id = 9;
+        one.event.seq_id = seq_id;
+        return one;
+    };
     cli::failure_t failure;
     auto filter = cli::WatchFilter::make({}, {}, failure).value();
-    EXPECT_TRUE(filter.shows(copy_of_message(1, 0)));
-    EXPECT_FALSE(filter.shows(copy_of_message(1, 1)));
-    EXPECT_TRUE(filter.shows(copy_of_message(2, 1)));
-    EXPECT_FALSE(filter.shows(copy_of_message(2, 0)));
-    EXPECT_TRUE(filter.shows(copy_of_message(2, 0))) << "sent again";
+    EXPECT_TRUE(filter.shows(copy(1, 0)));
+    EXPECT_FALSE(filter.shows(copy(1, 1)));
+    EXPECT_TRUE(filter.shows(copy(2, 1)));
+    EXPECT_FALSE(filter.shows(copy(2, 0)));
+    EXPECT_TRUE(filter.shows(copy(2, 0))) << "sent again";
     auto chosen = cli::WatchFilter::make({"0x0306", "", "", false}, {}, failure).value();
-    EXPECT_FALSE(chosen.shows(copy_of_message(3, 0)));
+    EXPECT_FALSE(chosen.shows(copy(3, 0)));
     EXPECT_FALSE(cli::WatchFilter::make({"", "300", "", false}, {}, failure));
     EXPECT_EQ(failure.code, exit_code::usage);
 }

@@ -2,9 +2,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <fstream>
 #include <random>
-#include <thread>
 
 #include <zmq.hpp>
 
@@ -17,11 +15,9 @@ using testing::StartsWith;
 
 class Strangers : public Machines {
 protected:
-    static std::string word_of(const std::string& file)
+    void expect_no_link() const
     {
-        std::string word;
-        std::ifstream(file) >> word;
-        return word;
+        EXPECT_EQ(ground->events("link_up").size() + aircraft->events("link_up").size(), 0u);
     }
 };
 
@@ -34,10 +30,10 @@ TEST_F(Strangers, AnotherKeyGetsNothingAndBothEndsSaySo)
     EXPECT_TRUE(
         within(5s, [&] { return !ground->events("stranger").empty() && !aircraft->events("not_admitted").empty(); }))
         << ground->program().output() << aircraft->program().output();
-    EXPECT_EQ(ground->events("stranger")[0]["key"], word_of("/tmp/stranger.pub"));
+    EXPECT_EQ(ground->events("stranger")[0]["key"], first_line("/tmp/stranger.pub"));
     EXPECT_TRUE(within(10s, [&] { return ground->strangers() > 1; })) << "it comes again";
     EXPECT_EQ(ground->events("stranger").size(), 1u);
-    EXPECT_EQ(ground->events("link_up").size() + aircraft->events("link_up").size(), 0u);
+    expect_no_link();
     EXPECT_FALSE(ground->has(HOST_FLIGHT_SERVICE));
 
     aircraft->config["key"] = aircraft->key_file();
@@ -48,33 +44,28 @@ TEST_F(Strangers, AnotherKeyGetsNothingAndBothEndsSaySo)
 TEST_F(Strangers, AnEndThatIsNotTheOneThatWasMeantGetsNothing)
 {
     ASSERT_EQ(run(TARN_ROUTER " keys -o /tmp/other").code, 0);
-    aircraft->config["links"]["ground"]["peer_key"] = word_of("/tmp/other.pub");
+    aircraft->config["links"]["ground"]["peer_key"] = first_line("/tmp/other.pub");
     ground->start();
     aircraft->start();
     EXPECT_TRUE(within(5s, [&] { return !aircraft->events("no_handshake").empty(); })) << aircraft->program().output();
-    EXPECT_EQ(ground->events("link_up").size() + aircraft->events("link_up").size(), 0u);
+    expect_no_link();
 }
 
 // Keys that are known, and every kind of wrong message.
 class WrongMessages : public Strangers {
 protected:
-    WrongMessages() : socket_(context_, zmq::socket_type::dealer)
+    WrongMessages()
     {
-        address_here_ = "ipc:///tmp/port";
-        ground->config["bind"] = address_here_;
+        ground->config["bind"] = "ipc:///tmp/port";
         ground->start();
         socket_.set(zmq::sockopt::linger, 0);
         socket_.set(zmq::sockopt::curve_serverkey, ground->public_key());
         socket_.set(zmq::sockopt::curve_publickey, aircraft->public_key());
-        socket_.set(zmq::sockopt::curve_secretkey, word_of(aircraft->key_file()));
-        socket_.connect(address_here_);
+        socket_.set(zmq::sockopt::curve_secretkey, first_line(aircraft->key_file()));
+        socket_.connect("ipc:///tmp/port");
         socket_.set(zmq::sockopt::rcvtimeo, 5000);
-        greet();
-    }
 
-    // Up to the point where the ground takes our records.
-    void greet()
-    {
+        // Up to the point where the ground takes our records.
         router::link_hello_t hello = {{router::LINK_VERSION, 1, 0, 0, 0}, 7};
         for (int exchange = 0; exchange < 2; ++exchange) {
             socket_.send(zmq::buffer(&hello, sizeof hello), zmq::send_flags::none);
@@ -102,8 +93,7 @@ protected:
     static constexpr link_head_t GOOD = {router::LINK_VERSION, 0, HOST_FLIGHT_SERVICE, HOST_FACTORY_STATION, 0};
 
     zmq::context_t context_;
-    zmq::socket_t socket_;
-    std::string address_here_;
+    zmq::socket_t socket_{context_, zmq::socket_type::dealer};
     uint32_t session_ = 0;  // the ground's
 };
 
@@ -116,19 +106,21 @@ TEST_F(WrongMessages, AreCountedByReasonAndTheRightOnesStillArrive)
 
     bytes_t cut = record();
     cut.resize(sizeof(link_head_t) + KEST_EVENT_HEAD_SIZE - 1);
-    const std::vector<bytes_t> bad_lengths = {{},
-                                              {1},
-                                              {1, 0, 5, 0x11, 3},
-                                              bytes_t(9, 1),
-                                              bytes_t(13, 1),
-                                              bytes_t(15, 1),
-                                              {1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-                                              cut,
-                                              record(9),
-                                              record(7),
-                                              record(0xffffffff),
-                                              record(1009, 1009),
-                                              record(0, 2000)};
+    const std::vector<bytes_t> bad_lengths = {
+        {},
+        {1},
+        {1, 0, 5, 0x11, 3},
+        bytes_t(9, 1),
+        bytes_t(13, 1),
+        bytes_t(15, 1),
+        {1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+        cut,
+        record(9),
+        record(7),
+        record(0xffffffff),
+        record(1009, 1009),
+        record(0, 2000),  //
+    };
     for (const bytes_t& message : bad_lengths)
         says(message);
     says(record(8, 8, {2, 0, HOST_FLIGHT_SERVICE, HOST_FACTORY_STATION, 0}));
@@ -193,7 +185,6 @@ protected:
 TEST_F(WrongConfiguration, GetsOneLineThatSaysWhereWhatAndWhatInstead)
 {
     const std::string a7 = "/links/a7";
-    json second = ground->config["links"]["a7"];
     const struct {
         std::string pointer;
         json value;
@@ -213,17 +204,17 @@ TEST_F(WrongConfiguration, GetsOneLineThatSaysWhereWhatAndWhatInstead)
         {a7 + "/addresses/0x1105", 5, "links.a7.addresses.0x1105: found 5, write a bus address"},
         {a7 + "/addresses/0x1105", "0x7777", "add it to its \"services\""},
         {a7 + "/addresses/0x1105", "0x1106", "link \"a7\" has it already"},
-        {"/links/a8", second, "links.a8.peer_key: link \"a7\" has the same"},
+        {"/links/a8", ground->config["links"]["a7"], "links.a8.peer_key: link \"a7\" has the same"},
     };
     for (const auto& [pointer, value, text] : cases)
         EXPECT_THAT(refusal(pointer, value), HasSubstr(text));
     EXPECT_THAT(refusal("{\n\"key\": \"x\",\n}"), HasSubstr("/tmp/wrong.json:3: not JSON"));
-    json no_bind = ground->config;
-    no_bind.erase("bind");
-    EXPECT_THAT(refusal(no_bind.dump()), HasSubstr("one end has to connect, the other to bind"));
-    json no_key = ground->config;
-    no_key["links"]["a7"].erase("peer_key");
-    EXPECT_THAT(refusal(no_key.dump()), HasSubstr("links.a7.peer_key: missing"));
+    json without = ground->config;
+    without["links"]["a7"].erase("peer_key");
+    EXPECT_THAT(refusal(without.dump()), HasSubstr("links.a7.peer_key: missing"));
+    without = ground->config;
+    without.erase("bind");
+    EXPECT_THAT(refusal(without.dump()), HasSubstr("one end has to connect, the other to bind"));
 }
 
 TEST_F(WrongConfiguration, SecretKeysStayWithTheirOwner)
@@ -231,13 +222,11 @@ TEST_F(WrongConfiguration, SecretKeysStayWithTheirOwner)
     struct stat status {};
     ASSERT_EQ(stat(ground->key_file().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600u);
-    std::ifstream before(ground->key_file());
-    const std::string key(std::istreambuf_iterator<char>(before), {});
+    const std::string key = text_of(ground->key_file());
     const run_t again = run(VELA_PROGRAM " router keys -o /tmp/ground");
     EXPECT_EQ(again.code, 4);
     EXPECT_THAT(again.text, HasSubstr("/tmp/ground.key: is there already, and is not replaced"));
-    std::ifstream after(ground->key_file());
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(after), {}), key);
+    EXPECT_EQ(text_of(ground->key_file()), key);
     chmod(ground->key_file().c_str(), 0640);
     EXPECT_THAT(refusal(ground->config.dump()), HasSubstr("others can read this secret key; run `chmod 600"));
 }

@@ -4,21 +4,11 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <condition_variable>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
+#include <future>
 #include <iostream>
-#include <mutex>
-#include <sstream>
 
 static constexpr uint8_t SET = 0x20;
 static constexpr uint8_t ID = 0x05;
-
-static void write_json(const std::string& path, const json& content)
-{
-    std::ofstream(path) << content.dump(2);
-}
 
 RouterEnd::RouterEnd(const std::string& name, std::string link, const std::string& bus_dir,
                      std::vector<std::string> enter)
@@ -31,22 +21,22 @@ RouterEnd::RouterEnd(const std::string& name, std::string link, const std::strin
     json routes = json::parse(std::ifstream(ROUTES));
     routes["bus_dir"] = bus_dir;
     routes.erase("tap");
-    write_json(routes_, routes);
+    std::ofstream(routes_) << routes;
     const run_t made = run(TARN_ROUTER " keys -o /tmp/" + name);
     EXPECT_EQ(made.code, 0) << made.text;
 }
 
-std::string RouterEnd::public_key() const
+std::string first_line(const std::string& file)
 {
-    std::string key;
-    std::getline(std::ifstream("/tmp/" + name_ + ".pub"), key);
-    return key;
+    std::string line;
+    std::getline(std::ifstream(file), line);
+    return line;
 }
 
 void RouterEnd::start()
 {
     const std::string path = "/tmp/" + name_ + ".json";
-    write_json(path, config);
+    std::ofstream(path) << config;
     std::vector<std::string> words = enter_;
     words.insert(words.end(), {TARN_ROUTER, "run", "--json", path});
     program_.start(words);
@@ -87,11 +77,8 @@ json RouterEnd::counters()
 uint64_t RouterEnd::count(const std::string& name)
 {
     const json all = counters();
-    for (const json& link : all["links"]) {
-        if (link["link"] != link_) continue;
-        const json& from = link.contains(name) ? link : link["dropped"];
-        return from[name].get<uint64_t>();
-    }
+    for (const json& link : all["links"])
+        if (link["link"] == link_) return (link.contains(name) ? link : link["dropped"])[name];
     return 0;
 }
 
@@ -173,27 +160,18 @@ void Machines::start_both()
 std::optional<bytes_t> Machines::ask(peers::BusEndpoint& asker, uint16_t whom, const bytes_t& payload,
                                      std::chrono::milliseconds patience)
 {
-    struct answer_t {
-        std::mutex mutex;
-        std::condition_variable came;
-        bool is_there = false;
-        std::optional<bytes_t> payload;
-    };
-    const auto answer = std::make_shared<answer_t>();
+    const auto answer = std::make_shared<std::promise<std::optional<bytes_t>>>();
     peers::request_t request = {whom, SET, ID, payload};
     request.tries = 1;
     request.timeout_us = 60'000'000;
     const kest_result_t result = asker.request(request, [answer](const peers::reply_t& reply) {
-        const std::lock_guard lock(answer->mutex);
-        answer->is_there = true;
-        if (reply.event != nullptr)
-            answer->payload.emplace(reply.event->msg_buf, reply.event->msg_buf + reply.event->msg_len);
-        answer->came.notify_one();
+        const kest_event_t* event = reply.event;
+        answer->set_value(event == nullptr ? std::nullopt
+                                           : std::optional(bytes_t(event->msg_buf, event->msg_buf + event->msg_len)));
     });
     if (result != 0) return std::nullopt;
-    std::unique_lock lock(answer->mutex);
-    answer->came.wait_for(lock, patience, [&] { return answer->is_there; });
-    return answer->payload;
+    auto came = answer->get_future();
+    return came.wait_for(patience) == std::future_status::ready ? came.get() : std::nullopt;
 }
 
 kest_result_t Machines::send(peers::BusEndpoint& sender, uint16_t whom, const bytes_t& payload)
@@ -201,9 +179,10 @@ kest_result_t Machines::send(peers::BusEndpoint& sender, uint16_t whom, const by
     return sender.send(whom, SET, ID, payload);
 }
 
-void Machines::answer(peers::BusEndpoint& endpoint)
+void Machines::answer(peers::BusEndpoint& endpoint, std::atomic<int>* count)
 {
-    endpoint.on_request(SET, ID, [&endpoint](const kest_event_t& request) {
+    endpoint.on_request(SET, ID, [&endpoint, count](const kest_event_t& request) {
+        if (count != nullptr) ++*count;
         const bytes_t turned(std::reverse_iterator(request.msg_buf + request.msg_len),
                              std::reverse_iterator(request.msg_buf + 0));
         endpoint.reply(request, turned);

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,8 @@
 using json = nlohmann::ordered_json;
 using bytes_t = std::vector<uint8_t>;
 
+std::string first_line(const std::string& file);
+
 // The router of one machine.
 class RouterEnd {
 public:
@@ -27,7 +30,7 @@ public:
     json config;  // may be changed before start()
     std::string routes() const { return routes_; }
     std::string bus_dir() const { return bus_dir_; }
-    std::string public_key() const;
+    std::string public_key() const { return first_line("/tmp/" + name_ + ".pub"); }
     std::string key_file() const { return "/tmp/" + name_ + ".key"; }
 
     void start();
@@ -74,8 +77,8 @@ protected:
                                       std::chrono::milliseconds patience = 3s);
     // The same with a result of the bus, when the request was not taken.
     static kest_result_t send(peers::BusEndpoint& sender, uint16_t whom, const bytes_t& payload = {});
-    // Answers every such question with its payload turned around.
-    static void answer(peers::BusEndpoint& endpoint);
+    // Answers every such question with its payload turned around, and counts it.
+    static void answer(peers::BusEndpoint& endpoint, std::atomic<int>* count = nullptr);
 
     std::string address() const { return address_; }  // of the ground's port, for ZeroMQ
 

@@ -6,34 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <thread>
-
-static std::string content(const std::string& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
 
 static void redirect(const std::string& path, int descriptor)
 {
     const int file = ::open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
     dup2(file, descriptor);
     ::close(file);
-}
-
-bool within(std::chrono::milliseconds limit, const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(5ms);
-    }
-    return true;
 }
 
 void Program::start(const std::vector<std::string>& words)
@@ -53,11 +31,6 @@ void Program::start(const std::vector<std::string>& words)
     _exit(127);
 }
 
-void Program::signal(int number) const
-{
-    ::kill(pid_, number);
-}
-
 void Program::kill()
 {
     if (pid_ <= 0) return;
@@ -72,27 +45,4 @@ int Program::ends()
     waitpid(pid_, &status, 0);
     pid_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string Program::output() const
-{
-    return content(files_ + ".out");
-}
-
-std::string Program::errors() const
-{
-    return content(files_ + ".err");
-}
-
-run_t run(const std::string& command)
-{
-    std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    run_t run = {-1, ""};
-    if (pipe == nullptr) return run;
-    char buffer[4096];
-    for (size_t got = 0; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        run.text.append(buffer, got);
-    const int status = pclose(pipe);
-    run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
 }

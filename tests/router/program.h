@@ -3,16 +3,11 @@
 
 #include <sys/types.h>
 
-#include <chrono>
-#include <functional>
+#include <csignal>
 #include <string>
 #include <vector>
 
-using std::chrono_literals::operator""ms;
-using std::chrono_literals::operator""s;
-
-// True as soon as `condition` holds, false after `limit`.
-bool within(std::chrono::milliseconds limit, const std::function<bool()>& condition);
+#include "tarn/scratch.h"
 
 class Program {
 public:
@@ -22,23 +17,16 @@ public:
     Program& operator=(const Program&) = delete;
 
     void start(const std::vector<std::string>& words);
-    void signal(int number) const;
+    void signal(int number) const { ::kill(pid_, number); }
     void kill();  // SIGKILL, and waits until it is gone
     int ends();   // waits until it ends by itself; its exit code, or -1 when a signal ended it
 
     bool runs() const { return pid_ > 0; }
     // Of the last start, standard output and standard error apart.
-    std::string output() const;
-    std::string errors() const;
+    std::string output() const { return text_of(files_ + ".out"); }
+    std::string errors() const { return text_of(files_ + ".err"); }
 
 private:
     pid_t pid_ = -1;
     std::string files_;
 };
-
-// Runs a shell's command to its end.
-struct run_t {
-    int code;
-    std::string text;  // of both outputs
-};
-run_t run(const std::string& command);

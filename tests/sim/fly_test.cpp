@@ -1,42 +1,29 @@
 // `vela fly` as people use it, and the figures that it shows.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
 #include <cmath>
-#include <cstdio>
-#include <fstream>
 
 #include <nlohmann/json.hpp>
 
 #include "flight_record/step_response.h"
+#include "tarn/scratch.h"
 
 using nlohmann::json;
 using testing::HasSubstr;
 
 namespace {
 
-struct run_t {
-    int code;
-    std::string output;
-    // The result, behind the news.
-    json last() const
-    {
-        const size_t begin = output.rfind("\n{\n");
-        return json::parse(begin == std::string::npos ? output : output.substr(begin), nullptr, false);
-    }
-};
-
 run_t fly(const std::string& arguments)
 {
-    FILE* pipe = popen((std::string(VELA_FLY) + " " + arguments + " 2>&1").c_str(), "r");
-    run_t run = {};
-    std::array<char, 4096> bytes;
-    for (size_t length; (length = fread(bytes.data(), 1, bytes.size(), pipe)) > 0;)
-        run.output.append(bytes.data(), length);
-    run.code = WEXITSTATUS(pclose(pipe));
-    return run;
+    return run(VELA_FLY " " + arguments);
+}
+
+// The result, behind the news.
+json result_of(const run_t& flown)
+{
+    const size_t begin = flown.text.rfind("\n{\n");
+    return json::parse(begin == std::string::npos ? flown.text : flown.text.substr(begin), nullptr, false);
 }
 
 const std::string LIST = std::string(EXAMPLES) + "/hover.json";
@@ -53,19 +40,20 @@ json without_wall_time(json flight)
 TEST(Fly, SameSeedIsTheSameFlightAndAnotherIsNot)
 {
     const run_t first = fly(LIST + " --json --seed 3 --wind 0:6");
-    EXPECT_EQ(first.code, 0) << first.output;
-    EXPECT_EQ(first.last()["outcome"], "finished");
-    EXPECT_THAT(first.output, HasSubstr("\"state_text\":\"lands\""));
-    EXPECT_EQ(without_wall_time(fly(LIST + " --json --seed 3 --wind 0:6").last()), without_wall_time(first.last()));
-    EXPECT_NE(fly(LIST + " --json --seed 4 --wind 0:6").last()["wind_m_s"], first.last()["wind_m_s"]);
+    EXPECT_EQ(first.code, 0) << first.text;
+    EXPECT_EQ(result_of(first)["outcome"], "finished");
+    EXPECT_THAT(first.text, HasSubstr("\"state_text\":\"lands\""));
+    EXPECT_EQ(without_wall_time(result_of(fly(LIST + " --json --seed 3 --wind 0:6"))),
+              without_wall_time(result_of(first)));
+    EXPECT_NE(result_of(fly(LIST + " --json --seed 4 --wind 0:6"))["wind_m_s"], result_of(first)["wind_m_s"]);
 }
 
 TEST(Fly, ManyFlightsSpreadAndTheWorstFliesAgain)
 {
     const std::string csv = testing::TempDir() + "flights.csv";
     const run_t many = fly(STEPS + " --json --runs 6 --jobs 2 --seed 10 --wind 0:6 --mass 0.9:1.2 --csv " + csv);
-    ASSERT_EQ(many.code, 0) << many.output;
-    const json all = json::parse(many.output);
+    ASSERT_EQ(many.code, 0) << many.text;
+    const json all = json::parse(many.text);
     EXPECT_EQ(all["outcomes"]["finished"], 6);
     ASSERT_EQ(all["flights"].size(), 6u);
     double worst = 0;
@@ -81,7 +69,7 @@ TEST(Fly, ManyFlightsSpreadAndTheWorstFliesAgain)
     // As it says, but for the record that it would write.
     std::string replay = all["worst"]["replay"];
     replay = replay.substr(9, replay.find(" --log") - 9);
-    EXPECT_EQ(fly(replay + " --json").last()["landed_m"], worst);
+    EXPECT_EQ(result_of(fly(replay + " --json"))["landed_m"], worst);
     std::ifstream file(csv);
     size_t rows = 0;
     for (std::string line; std::getline(file, line);)
@@ -109,7 +97,7 @@ TEST(Fly, WhatItCannotDoItSays)
         SCOPED_TRACE(one.arguments);
         const run_t run = fly(one.arguments);
         EXPECT_EQ(run.code, one.code);
-        EXPECT_THAT(run.output, HasSubstr(one.says));
+        EXPECT_THAT(run.text, HasSubstr(one.says));
     }
 }
 

@@ -155,12 +155,3 @@ TEST_F(Line, ReachesHeightAndHeading)
     EXPECT_NEAR(begin.z - end.z, 2, 0.1);
     EXPECT_NEAR(angles_of(controller->aircraft()->truth().attitude).z / RADIANS, -90, 1);
 }
-
-TEST_F(Line, IsRefusedWithoutACraftTable)
-{
-    aircraft_stands_ready(5, 1, 7);
-    service_starts();
-    list(0, list_of({hover(1), motion("kLine", R"("stick_tilt": [{"time": 1, "stick_value": 10}])")}));
-    EXPECT_EQ(flies(0).outcome, test_outcome::failed) << testing::PrintToString(states);
-    EXPECT_TRUE(in_air());
-}

@@ -8,31 +8,13 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <list>
-#include <sstream>
-#include <thread>
 
 kest_event_t record(uint16_t to, uint32_t msg_id, uint32_t size, uint8_t fill, uint16_t seq_id, uint16_t attrib)
 {
-    kest_event_t event{};
-    event.msg_id = msg_id;
-    event.peer_host = to;
-    event.attrib = attrib;
-    event.seq_id = seq_id;
-    event.msg_len = size;
+    kest_event_t event{msg_id, to, attrib, seq_id, 0, size, {}};
     std::memset(event.msg_buf, fill, std::min<size_t>(size, sizeof event.msg_buf));
     return event;
-}
-
-bool soon(const std::function<bool()>& is_true)
-{
-    for (int i = 0; i < 5000; ++i) {
-        if (is_true()) return true;
-        std::this_thread::sleep_for(1ms);
-    }
-    return false;
 }
 
 void in_threads(uint16_t count, const std::function<void(uint16_t thread)>& work)
@@ -42,31 +24,6 @@ void in_threads(uint16_t count, const std::function<void(uint16_t thread)>& work
         threads.emplace_back(work, i);
     for (std::thread& one : threads)
         one.join();
-}
-
-scratch::scratch()
-{
-    char name[] = "/tmp/tarn.XXXXXX";
-    path_ = ::mkdtemp(name);
-}
-
-scratch::~scratch()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::string scratch::file(const std::string& name, const std::string& text) const
-{
-    std::ofstream(*this / name) << text;
-    return *this / name;
-}
-
-std::string read_file(const std::string& path)
-{
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
 }
 
 sockaddr_un address_of(const std::string& path)
@@ -79,7 +36,7 @@ sockaddr_un address_of(const std::string& path)
 
 tarn_stats_file_t stats_in(const std::string& path)
 {
-    const std::string bytes = read_file(path);
+    const std::string bytes = text_of(path);
     tarn_stats_file_t stats{};
     EXPECT_EQ(bytes.size(), sizeof stats) << path;
     if (bytes.size() == sizeof stats) std::memcpy(&stats, bytes.data(), sizeof stats);
@@ -128,7 +85,7 @@ std::string bus::socket_of(uint16_t host) const
     return dir() + name;
 }
 
-endpoint::endpoint(const bus& on, uint16_t host, handler on_request, bool starts) : on_request_(std::move(on_request))
+endpoint::endpoint(const bus& on, uint16_t host, bool starts)
 {
     std::fill(std::begin(descriptors_), std::end(descriptors_), kest_event_cmd_desc_t{on_record, on_record, 0});
     descriptors_[9] = {};
@@ -149,12 +106,23 @@ void endpoint::close()
     tarn_client_close(std::exchange(client_, nullptr));
 }
 
+// Before anything is sent to it.
+void endpoint::serve(handler requests)
+{
+    const std::lock_guard lock(mutex_);
+    serves_ = std::move(requests);
+}
+
 kest_result_t endpoint::on_record(kest_event_client_t client, const kest_event_t* event, void* self)
 {
     auto& me = *static_cast<endpoint*>(self);
-    if (me.on_request_ && (event->attrib & REPLY) == 0) me.on_request_(client, *event);
+    std::unique_lock lock(me.mutex_);
+    if (me.serves_ && (event->attrib & REPLY) == 0) {
+        lock.unlock();  // it may take its time
+        me.serves_(client, *event);
+        lock.lock();
+    }
     if (!me.keeps_mail) return 0;
-    const std::lock_guard lock(me.mutex_);
     me.mail_.push_back(*event);
     me.arrived_.notify_all();
     return 0;

@@ -8,7 +8,6 @@
 #include <tarn_host.h>
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -17,7 +16,7 @@
 #include <string>
 #include <vector>
 
-using namespace std::chrono_literals;
+#include "scratch.h"
 
 constexpr uint16_t SERVICE = 0x1105;
 constexpr uint16_t APP = 0x0200;
@@ -36,28 +35,9 @@ constexpr uint32_t message(uint32_t set, uint32_t id)
 kest_event_t record(uint16_t to, uint32_t msg_id, uint32_t size = 0, uint8_t fill = 0xaa, uint16_t seq_id = 1,
                     uint16_t attrib = NEED_ACK);
 
-// Waits until `is_true` or for 5 seconds; says which.
-bool soon(const std::function<bool()>& is_true);
-
 // Runs `work` in as many threads at once, numbered from 0, until all are done.
 void in_threads(uint16_t count, const std::function<void(uint16_t thread)>& work);
 
-// A directory that goes with its content.
-class scratch {
-public:
-    scratch();
-    ~scratch();
-    scratch(const scratch&) = delete;
-    scratch& operator=(const scratch&) = delete;
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-    // Writes a file here and returns its path.
-    std::string file(const std::string& name, const std::string& text) const;
-
-private:
-    std::string path_;
-};
-
-std::string read_file(const std::string& path);
 sockaddr_un address_of(const std::string& path);
 tarn_stats_file_t stats_in(const std::string& path);
 
@@ -96,7 +76,7 @@ class endpoint {
 public:
     using handler = std::function<void(kest_event_client_t, const kest_event_t&)>;
 
-    endpoint(const bus& on, uint16_t host, handler on_request = {}, bool starts = true);
+    endpoint(const bus& on, uint16_t host, bool starts = true);
     ~endpoint() { close(); }
     endpoint(const endpoint&) = delete;
     endpoint& operator=(const endpoint&) = delete;
@@ -105,6 +85,7 @@ public:
     kest_result_t created() const { return created_; }  // what creating gave
     kest_result_t start() { return kest_event_start_client(client_); }
     void close();
+    void serve(handler requests);
     kest_result_t send(const kest_event_t& event) const { return kest_event_send(client_, &event); }
 
     // The next record of the mailbox; fails the test when none comes.
@@ -117,7 +98,6 @@ public:
 private:
     static kest_result_t on_record(kest_event_client_t client, const kest_event_t* event, void* self);
 
-    handler on_request_;
     kest_event_cmd_desc_t descriptors_[255];
     std::string stats_;
     kest_event_client_t client_ = nullptr;
@@ -125,6 +105,24 @@ private:
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<kest_event_t> mail_;
+    handler serves_;
+};
+
+// Service and app on one bus.
+class TwoEnds : public testing::Test {
+protected:
+    explicit TwoEnds(const std::string& config = "") : on(config) {}
+
+    // Both have a connection from here on.
+    void meet()
+    {
+        app.send(record(SERVICE, message(0, 1)));
+        service.take();
+    }
+
+    const bus on;
+    endpoint service{on, SERVICE};
+    endpoint app{on, APP};
 };
 
 // A peer without the library: bytes as they are.

@@ -25,15 +25,17 @@ bool is_zero_behind_payload(const kest_event_t& event)
     return std::all_of(event.msg_buf + event.msg_len, std::end(event.msg_buf), [](uint8_t byte) { return byte == 0; });
 }
 
-TEST(Exchange, RepliesComeBackInBothForms)
+using Exchange = TwoEnds;
+using Dispatch = TwoEnds;
+using Receiving = TwoEnds;
+
+TEST_F(Exchange, RepliesComeBackInBothForms)
 {
-    const bus on;
-    endpoint service(on, SERVICE, [](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([](kest_event_client_t client, const kest_event_t& request) {
         const bool plain = (request.msg_id & 0xffff) == 1;
         const auto reply = plain ? kest_event_resp_data_without_retcode : kest_event_resp_data;
         EXPECT_EQ(reply(client, &request, "answer", 6), 0);
     });
-    endpoint app(on, APP);
     ASSERT_EQ(app.send(record(SERVICE, message(2, 1), 1008, 0x5c, 7, 0x0165)), 0);
     const kest_event_t request = service.take();
     EXPECT_EQ(request.peer_host, APP);
@@ -54,11 +56,8 @@ TEST(Exchange, RepliesComeBackInBothForms)
     EXPECT_EQ(payload(app.take()), std::string("\0answer", 7));
 }
 
-TEST(Dispatch, RecordsThatNobodyHandlesAreDroppedAndCounted)
+TEST_F(Dispatch, RecordsThatNobodyHandlesAreDroppedAndCounted)
 {
-    const bus on;
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
     const uint32_t no_set[] = {message(79, 1), message(0xffff, 1), message(300, 0)};
     const uint32_t no_id[] = {message(4, 1),   message(78, 1),     message(3, 10),
                               message(0, 255), message(0, 0xffff), message(1, 9)};
@@ -96,7 +95,7 @@ TEST(Sending, TellsWhyItCannot)
 TEST(Sending, NeverWaitsAndWhatWasTakenArrivesInOrder)
 {
     const bus on;
-    endpoint service(on, SERVICE, {}, false);
+    endpoint service(on, SERVICE, false);
     endpoint app(on, APP);
     uint16_t taken = 0;
     while (app.send(record(SERVICE, message(0, 1), 1008, 1, taken)) == 0)
@@ -124,10 +123,10 @@ TEST(Sending, FindsAPeerThatWasRestartedWithinTheCall)
     EXPECT_EQ(app.counter(TARN_CONNECTS_OUT), 3u);
 }
 
-TEST(Receiving, AFloodDoesNotHoldBackTheOthers)
+TEST(Flood, DoesNotHoldBackTheOthers)
 {
     const bus on;
-    endpoint service(on, SERVICE, {}, false);
+    endpoint service(on, SERVICE, false);
     const raw_peer flooder(on, SERVICE, CONTROLLER);
     for (int i = 0; i < 90; ++i)
         ASSERT_TRUE(flooder.send(record(SERVICE, message(0, 1))));
@@ -142,13 +141,9 @@ TEST(Receiving, AFloodDoesNotHoldBackTheOthers)
     EXPECT_LE(of_flood, 60) << "eight at most before each record of the other";
 }
 
-TEST(Receiving, StrangersThatSayNothingMakeRoomForOthers)
+TEST_F(Receiving, StrangersThatSayNothingMakeRoomForOthers)
 {
-    const bus on;
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
-    app.send(record(SERVICE, message(0, 1)));
-    service.take();
+    meet();
     const captured_stderr console;
     std::list<raw_peer> strangers;
     for (int i = 0; i < 300; ++i)
@@ -161,13 +156,9 @@ TEST(Receiving, StrangersThatSayNothingMakeRoomForOthers)
     EXPECT_EQ(app.counter(TARN_CONNECTS_OUT), 1u) << "a peer that has said hello keeps its place";
 }
 
-TEST(Receiving, WithoutDescriptorsOthersAreServedAndNothingSpins)
+TEST_F(Receiving, WithoutDescriptorsOthersAreServedAndNothingSpins)
 {
-    const bus on;
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
-    app.send(record(SERVICE, message(0, 1)));
-    service.take();
+    meet();
     rlimit before{};
     ::getrlimit(RLIMIT_NOFILE, &before);
     const int next = ::dup(STDERR_FILENO);
@@ -206,7 +197,7 @@ TEST(Address, OfALiveOneIsRefusedOfADeadOneTakenAndAFileIsKept)
     EXPECT_NE(::access(path.c_str(), F_OK), 0) << "closing takes the file away";
     std::ofstream(path) << "precious";
     EXPECT_EQ(endpoint(on, SERVICE).created(), -EADDRINUSE);
-    EXPECT_EQ(read_file(path), "precious");
+    EXPECT_EQ(text_of(path), "precious");
 }
 
 }  // namespace

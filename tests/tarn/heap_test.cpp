@@ -6,14 +6,14 @@
 
 namespace {
 
-TEST(Heap, IsNotUsedBetweenMessages)
+using Heap = TwoEnds;
+
+TEST_F(Heap, IsNotUsedBetweenMessages)
 {
     if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
-    const bus on;
-    endpoint service(on, SERVICE, [](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([](kest_event_client_t client, const kest_event_t& request) {
         kest_event_resp_data(client, &request, request.msg_buf, request.msg_len);
     });
-    endpoint app(on, APP);
     service.keeps_mail = app.keeps_mail = false;
     const kest_event_t request = record(SERVICE, message(0, 0), 200);
     kest_event_t reply{};
@@ -28,7 +28,7 @@ TEST(Heap, IsNotUsedBetweenMessages)
     EXPECT_EQ(heap_calls() - before, 0u);
 }
 
-TEST(Heap, IsNotUsedByOrdinaryLogLines)
+TEST_F(Heap, IsNotUsedByOrdinaryLogLines)
 {
     if (!heap_is_counted()) GTEST_SKIP() << "the sanitizers bring their own heap";
     const captured_stderr console;

@@ -13,14 +13,10 @@ using testing::Le;
 
 namespace {
 
-class Hostile : public testing::Test {
+// A bystander has its connection since before, and is served afterwards.
+class Hostile : public TwoEnds {
 protected:
-    // A bystander has its connection since before, and is served afterwards.
-    void SetUp() override
-    {
-        app.send(record(SERVICE, message(0, 1)));
-        service.take();
-    }
+    Hostile() : TwoEnds(R"(, "allow": {"0x0200": {"uid": [7, )" + std::to_string(::getuid()) + "]}}") { meet(); }
     void TearDown() override
     {
         EXPECT_EQ(app.send(record(SERVICE, message(0, 1))), 0);
@@ -30,11 +26,6 @@ protected:
     }
 
     const captured_stderr console;
-    const bus on{R"(, "allow": {"0x0306": {"uid": [)" + std::to_string(::getuid() + 1) + R"(]},
-                    "0x0200": {"uid": [7, )" +
-                 std::to_string(::getuid()) + "]}}"};
-    endpoint service{on, SERVICE};
-    endpoint app{on, APP};
 };
 
 TEST_F(Hostile, RecordsOfAnyLengthAreTakenOrCloseTheirConnection)
@@ -79,26 +70,6 @@ TEST_F(Hostile, AnythingButAHelloFirstClosesTheConnection)
     }
     EXPECT_EQ(service.counter(TARN_CLOSED_BAD_HELLO), 5 * std::size(hellos));
     EXPECT_THAT(console.lines(), AllOf(Ge(5), Le(10))) << "five a second: a flood must not fill the console";
-}
-
-TEST_F(Hostile, AnAddressOfSomebodyElseClosesTheConnection)
-{
-    const raw_peer spoofer(on, SERVICE, CONTROLLER);
-    spoofer.send(record(SERVICE, message(0, 1)));
-    EXPECT_TRUE(spoofer.is_closed());
-    EXPECT_EQ(service.counter(TARN_CLOSED_NOT_ALLOWED), 1u);
-    EXPECT_THAT(console.text(), HasSubstr("of 0x0306"));
-    const raw_peer unnamed(on, SERVICE, STRANGER);
-    unnamed.send(record(SERVICE, message(0, 1)));
-    EXPECT_EQ(service.take().peer_host, STRANGER) << "open to whoever may enter the directory";
-}
-
-TEST_F(Hostile, PeersThatLeaveWithoutAWordCostNothing)
-{
-    for (int i = 0; i < 1000; ++i)
-        const raw_peer peer(on, SERVICE);
-    EXPECT_TRUE(soon([this] { return service.counter(TARN_CONNECTS_IN) == 1001; }));
-    EXPECT_EQ(service.counter(TARN_CLOSED_BAD_HELLO), 0u);
 }
 
 }  // namespace

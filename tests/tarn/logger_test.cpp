@@ -26,6 +26,12 @@ kest_result_t initialize(const std::string& config, int32_t level = KEST_LOG_ERR
     return kest_sketch_initialize(&attributes);
 }
 
+// A configuration with a log file there.
+std::string logging_to(const std::string& path)
+{
+    return R"({"log": {"file": ")" + path + R"(", "max_bytes": 1024, "max_files": 2}})";
+}
+
 std::string head(int32_t module, int32_t level, uint32_t size = 128)
 {
     char text[128] = "?";
@@ -91,23 +97,24 @@ TEST(LogLine, IsHeadAndTextAndNothingElse)
     EXPECT_EQ(console.text(),
               "[E][94][flight_log:59] [vela_flight][   1.500][tag]without an end"
               "[E][94][flight_log:59] [vela_flight][   1.500][tag]with one\n");
+    const size_t before = console.text().size();
+    log(std::string(5000, 'x'));
+    EXPECT_EQ(console.text().size(), before + 4095) << "cut";
 }
 
 TEST(LogFile, GetsTheSameLinesAndRotates)
 {
     const captured_stderr console;
     const scratch directory;
-    ASSERT_EQ(initialize(directory.file("log.json", R"({"log": {"file": ")" + (directory / "sub/x.log") +
-                                                        R"(", "max_bytes": 1024, "max_files": 2}})")),
-              0);
+    ASSERT_EQ(initialize(directory.file("log.json", logging_to(directory / "sub/x.log"))), 0);
     log("first\n");
-    EXPECT_EQ(read_file(directory / "sub/x.log"), console.text());
+    EXPECT_EQ(text_of(directory / "sub/x.log"), console.text());
     for (int i = 0; i < 100; ++i)
         log(std::to_string(i) + "\n");
-    EXPECT_THAT(read_file(directory / "sub/x.log"), EndsWith("]99\n"));
+    EXPECT_THAT(text_of(directory / "sub/x.log"), EndsWith("]99\n"));
     std::string kept;
     for (const char* name : {"sub/x.2.log", "sub/x.1.log", "sub/x.log"}) {
-        const std::string text = read_file(directory / name);
+        const std::string text = text_of(directory / name);
         EXPECT_GT(text.size(), 0u);
         EXPECT_LE(text.size(), 1024u);
         kept += text;
@@ -121,16 +128,15 @@ TEST(LogFile, ThatCannotBeWrittenLeavesTheConsole)
 {
     const captured_stderr console;
     const scratch directory;
-    EXPECT_EQ(initialize(directory.file("log.json", R"({"log": {"file": ")" + (directory / ".") + "\"}}")), -EISDIR);
+    EXPECT_EQ(initialize(directory.file("log.json", logging_to(directory / "."))), -EISDIR);
     EXPECT_THAT(console.text(), HasSubstr("/.: cannot open the log file (Is a directory), lines go to the console"));
-    ASSERT_EQ(initialize(directory.file("log.json", R"({"log": {"file": "/dev/full", "max_bytes": 1024}})")), 0);
+    ASSERT_EQ(initialize(directory.file("log.json", logging_to("/dev/full"))), 0);
     for (int i = 0; i < 30; ++i)
         log("full " + std::to_string(i) + std::string(100, '.') + "\n");
     EXPECT_THAT(console.text(), HasSubstr("]full 29"));
 
     // A rotation that finds no free descriptor leaves the library without a file in the middle of its work.
-    const std::string config = R"({"log": {"file": ")" + (directory / "x.log") + R"(", "max_bytes": 1024}})";
-    ASSERT_EQ(initialize(directory.file("log.json", config)), 0);
+    ASSERT_EQ(initialize(directory.file("log.json", logging_to(directory / "x.log"))), 0);
     rlimit before{};
     ::getrlimit(RLIMIT_NOFILE, &before);
     const rlimit none{0, before.rlim_max};
@@ -139,7 +145,7 @@ TEST(LogFile, ThatCannotBeWrittenLeavesTheConsole)
         log("starved " + std::to_string(i) + std::string(i % 2 * 300, '.') + "\n");
     ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_THAT(console.text(), HasSubstr("]starved 11"));
-    EXPECT_THAT(read_file(directory / "x.1.log"), HasSubstr("]starved 0"));
+    EXPECT_THAT(text_of(directory / "x.1.log"), HasSubstr("]starved 0"));
     initialize("");
 }
 

@@ -19,11 +19,11 @@ void echo(kest_event_client_t client, const kest_event_t& request)
     kest_event_resp_data_without_retcode(client, &request, request.msg_buf, request.msg_len);
 }
 
-TEST(SendSync, GetsItsOwnReplyAmongManyAtOnce)
+using SendSync = TwoEnds;
+
+TEST_F(SendSync, GetsItsOwnReplyAmongManyAtOnce)
 {
-    const bus on;
-    endpoint service(on, SERVICE, echo);
-    endpoint app(on, APP);
+    service.serve(echo);
     std::atomic<int> right = 0;
     in_threads(4, [&](uint16_t thread) {
         for (uint16_t i = 0; i < 100; ++i) {
@@ -39,11 +39,8 @@ TEST(SendSync, GetsItsOwnReplyAmongManyAtOnce)
     EXPECT_EQ(app.counter(TARN_RECEIVED), 400u);
 }
 
-TEST(SendSync, TimesOutAndTheLateReplyGoesToTheCallback)
+TEST_F(SendSync, TimesOutAndTheLateReplyGoesToTheCallback)
 {
-    const bus on;
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
     kest_event_t reply{};
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(send_sync(app, record(SERVICE, message(0, 1)), 20'000, reply), -ETIMEDOUT);
@@ -53,12 +50,10 @@ TEST(SendSync, TimesOutAndTheLateReplyGoesToTheCallback)
     EXPECT_EQ(app.take().msg_len, 5u);
 }
 
-TEST(SendSync, OnlyTheMatchingReplyWakes)
+TEST_F(SendSync, OnlyTheMatchingReplyWakes)
 {
-    const bus on;
     endpoint other(on, CONTROLLER);
-    endpoint app(on, APP);
-    endpoint service(on, SERVICE, [&other](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([&other](kest_event_client_t client, const kest_event_t& request) {
         kest_event_t wrong = request;
         wrong.attrib = NEED_ACK;  // the same numbers, but a request
         kest_event_send(client, &wrong);
@@ -76,12 +71,10 @@ TEST(SendSync, OnlyTheMatchingReplyWakes)
         app.take();
 }
 
-TEST(SendSync, RefusesWhatCannotEnd)
+TEST_F(SendSync, RefusesWhatCannotEnd)
 {
-    const bus on;
     std::atomic<int> on_own_task = 0;
-    endpoint app(on, APP);
-    endpoint service(on, SERVICE, [&](kest_event_client_t client, const kest_event_t& request) {
+    service.serve([&](kest_event_client_t client, const kest_event_t& request) {
         kest_event_t reply;
         uint32_t size = sizeof reply;
         on_own_task = kest_event_send_sync(client, &request, 1000, &reply, &size);

@@ -52,12 +52,11 @@ private:
     int fd_;
 };
 
-TEST(Tap, ShowsEveryRecordSentAndReceived)
+using Tap = TwoEnds;
+
+TEST_F(Tap, ShowsEveryRecordSentAndReceived)
 {
-    const bus on;
     const tap_reader tap(on);
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
     uint64_t before = 0;
     kest_osal_get_boot_time(&before);
     app.send(record(SERVICE, message(2, 5), 1008, 0x11, 42));
@@ -80,11 +79,8 @@ TEST(Tap, ShowsEveryRecordSentAndReceived)
     EXPECT_LE(copies[0].head.boot_time_us, copies[1].head.boot_time_us);
 }
 
-TEST(Tap, MayComeAndGoAndIsNeverWaitedFor)
+TEST_F(Tap, MayComeAndGoAndIsNeverWaitedFor)
 {
-    const bus on;
-    endpoint service(on, SERVICE);
-    endpoint app(on, APP);
     const auto exchange = [&](uint32_t id) {
         ASSERT_EQ(app.send(record(SERVICE, message(0, id), 1008)), 0);
         service.take();
