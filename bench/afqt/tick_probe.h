@@ -1,6 +1,6 @@
-// Looks over the shoulder of the flight test's timer: when each tick begins and what it costs. A bare thread that is due
-// at the same moments, hence meets the same neighbours, and sends as much to a reader as one stick frame is, shows what
-// this machine gives anybody.
+// Looks over the shoulder of the flight test's timer: when each tick begins and what it costs. A bare thread that is
+// due at the same moments, hence meets the same neighbours, and sends as much to a reader as one stick frame is, shows
+// what this machine gives anybody.
 #pragma once
 
 #include <atomic>

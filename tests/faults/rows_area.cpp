@@ -322,7 +322,7 @@ std::span<const row_t> area_rows()
         {"T2", "hostile requests", place_t::both, 16, 200, hostile_requests},
         {"T3", "sender stops for ever; lone fragment", place_t::both, 12, 60, sender_stops},
         {"T4", "finish early, twice, wrong, too much", place_t::both, 16, 100, odd_finishes},
-        {"T5", "killed after a fragment", place_t::both, 0, 60, killed_in_a_delivery},
+        {"T5", "killed after a fragment", place_t::both, 2, 60, killed_in_a_delivery},
         {"T7", "digest right, areas hostile", place_t::both, 0, 200, hostile_areas},
         {"T8", "delivery beside the reader", place_t::both, 0, 100, delivery_beside_the_reader},
     };

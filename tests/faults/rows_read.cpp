@@ -73,7 +73,7 @@ std::span<const row_t> read_rows()
     static constexpr row_t ROWS[] = {
         {"R1", "ranges at, across and beyond the end", place_t::both, 5, 50, any_range},
         {"R3", "reads across upgrades, good and bad", place_t::both, 6, 50, reads_across_upgrades},
-        {"R4", "flight controller dies and comes back", place_t::both, 0, 10, reader_dies},
+        {"R4", "flight controller dies and comes back", place_t::both, 1, 10, reader_dies},
     };
     return ROWS;
 }

@@ -1,5 +1,7 @@
 #include "sky.h"
 
+#include <fstream>
+
 #include "world/private_files.h"
 
 using peers::test_outcome;
@@ -50,6 +52,7 @@ Sky::Sky() : platform(sim::rules_t{})
         const auto id = static_cast<uint8_t>(record.head.msg_id);
         const auto* bytes = static_cast<const uint8_t*>(record.payload);
         sent.push_back({platform.schedule().now_us(), set, id, {bytes, bytes + record.length}});
+        if (lost_.contains({set, id})) return 0;
         return std::nullopt;
     };
     peers::bus_open_error_t error_of_station;
@@ -108,22 +111,45 @@ bool Sky::until(const std::function<bool()>& condition, double seconds)
     return true;
 }
 
-peers::test_report_t Sky::end_of_flight(const std::function<void()>& looks)
+bool Sky::reaches(uint8_t state, double seconds)
+{
+    return until([&] { return !states.empty() && states.back() == state; }, seconds);
+}
+
+peers::test_report_t Sky::end_of_flight(double seconds)
 {
     until(
-        [&] {
-            looks();
+        [this] {
             watch_->on_time(platform.schedule().now_us());
             return watch_->report().outcome != test_outcome::running;
         },
-        1500);
+        seconds);
     return watch_->report();
 }
 
-peers::test_report_t Sky::flies(uint8_t index, const std::function<void()>& looks)
+peers::test_report_t Sky::flies(uint8_t index)
 {
     switches_on(index);
-    return end_of_flight(looks);
+    return end_of_flight();
+}
+
+// Whoever stands by lands what was left in the air.
+void Sky::is_landed_by_hand()
+{
+    EXPECT_TRUE(until(
+        [this] {
+            if (!in_air()) return true;
+            station->endpoint().send(HOST_FLIGHT_CONTROLLER, SET_FLIGHT_CONTROLLER, CMD_ID_BASIC_CMD,
+                                     std::vector<uint8_t>{API_CMD_AUTO_LANDING});
+            return false;
+        },
+        120));
+}
+
+size_t Sky::count_sent(uint8_t set, uint8_t id) const
+{
+    return static_cast<size_t>(
+        std::count_if(sent.begin(), sent.end(), [=](const sent_t& one) { return one.set == set && one.id == id; }));
 }
 
 size_t Sky::mode_requests(uint8_t value) const

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,12 +40,19 @@ protected:
     void switches_on(uint8_t index);
     void passes(double seconds);
     bool until(const std::function<bool()>& condition, double seconds);
-    // The flight's end, looked at meanwhile; `running` when it has none.
-    peers::test_report_t end_of_flight(const std::function<void()>& looks = [] {});
-    peers::test_report_t flies(
-        uint8_t index, const std::function<void()>& looks = [] {});
+    bool reaches(uint8_t state, double seconds = 60);
+    // The flight's end; `running` when it has none.
+    peers::test_report_t end_of_flight(double seconds = 600);
+    peers::test_report_t flies(uint8_t index);
+    void is_landed_by_hand();
 
-    size_t mode_requests(uint8_t value) const;  // that the service has sent so far
+    // From here on messages of the service with this set and id do not arrive; or again.
+    void loses(uint8_t set, uint8_t id) { lost_.insert({set, id}); }
+    void loses_nothing() { lost_.clear(); }
+
+    // What the service has sent so far.
+    size_t count_sent(uint8_t set, uint8_t id) const;
+    size_t mode_requests(uint8_t value) const;
     bool in_air() { return controller->bags().state().fsm == 2; }
     double now() { return static_cast<double>(platform.schedule().now_us()) / 1e6; }
 
@@ -54,7 +62,7 @@ protected:
         uint8_t id;
         std::vector<uint8_t> payload;
     };
-    std::vector<sent_t> sent;     // by the service
+    std::vector<sent_t> sent;     // by the service, lost ones included
     std::vector<uint8_t> states;  // of the heartbeats since the switch, each change
     sim::Platform platform;
     sim::ServiceModule service;
@@ -65,5 +73,6 @@ private:
     void hears(const afqt_heart_beat_t& beat);
     void hears(const afqt_on_off_cmd_t& notice);
 
+    std::set<std::pair<uint8_t, uint8_t>> lost_;
     std::optional<peers::TestWatch> watch_;
 };
