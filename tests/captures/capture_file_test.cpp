@@ -4,7 +4,7 @@
 #include "capture/capture_reader.h"
 #include "capture/capture_writer.h"
 #include "capture/pcapng_format.h"
-#include "tarn/scratch.h"
+#include "support/scratch.h"
 
 namespace {
 

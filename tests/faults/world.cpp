@@ -13,19 +13,6 @@ bytes_t joined(peers::bytes_view first, peers::bytes_view second)
     return all;
 }
 
-bytes_t file_bytes(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return bytes_t(std::istreambuf_iterator<char>(file), {});
-}
-
-void write_file(const std::string& path, const bytes_t& content)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-    if (!file.flush()) throw std::runtime_error(path + " cannot be written");
-}
-
 std::vector<seen_t> World::sent(uint16_t from, uint8_t set, uint8_t id) const
 {
     return sent([=](const seen_t& seen) { return seen.head.from == from && seen.set == set && seen.id == id; });

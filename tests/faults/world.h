@@ -10,6 +10,7 @@
 #include "common/bus_endpoint.h"
 #include "flight_controller/flight_controller.h"
 #include "flight_v1_wire.h"
+#include "support/scratch.h"
 #include "system/tap.h"
 
 using bytes_t = std::vector<uint8_t>;
@@ -21,9 +22,6 @@ inline constexpr const char* AREAS = "/tmp/EMMC/nfz_tfr.bin";
 
 // A record and what follows it.
 bytes_t joined(peers::bytes_view first, peers::bytes_view second = {});
-
-bytes_t file_bytes(const std::string& path);
-void write_file(const std::string& path, const bytes_t& content);  // throws std::runtime_error
 
 // Who can speak. "tablet" is a second app.
 struct peer_name_t {

@@ -13,7 +13,7 @@
 #include "app/app_peer.h"
 #include "common/bus_endpoint.h"
 #include "exit_codes.h"
-#include "tarn/scratch.h"
+#include "support/scratch.h"
 #include "upgrade_wire.h"
 
 // A route configuration in a directory of its own.

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tarn/scratch.h"
+#include "support/scratch.h"
 
 class Program {
 public:

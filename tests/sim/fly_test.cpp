@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "flight_record/step_response.h"
-#include "tarn/scratch.h"
+#include "support/scratch.h"
 
 using nlohmann::json;
 using testing::HasSubstr;

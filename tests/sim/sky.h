@@ -18,7 +18,7 @@
 #include "flight_controller/flight_controller.h"
 #include "flight_v1_wire.h"
 #include "platform/platform.h"
-#include "tarn/scratch.h"
+#include "support/scratch.h"
 #include "world/service_module.h"
 
 std::string motion(const std::string& id, const std::string& keys);

@@ -8,9 +8,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <sstream>
+
+#include "support/scratch.h"
 
 static void redirect(const std::string& path, int descriptor)
 {
@@ -87,21 +88,14 @@ bool Service::runs() const
     return pid_ > 0 && waitpid(pid_, &end_status_, WNOHANG) == 0;
 }
 
-static std::string content(const std::string& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
 std::string Service::output() const
 {
-    return content(output_);
+    return text_of(output_);
 }
 
 std::string Service::log() const
 {
-    return content(log_);
+    return text_of(log_);
 }
 
 static size_t entries(pid_t pid, const char* folder)

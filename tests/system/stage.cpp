@@ -10,19 +10,6 @@
 
 static constexpr const char* ROUTE_CONFIG = "/usr/local/tarn/vela.json";
 
-bytes_t file_bytes(const char* path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return bytes_t(std::istreambuf_iterator<char>(file), {});
-}
-
-void write_file(const std::string& path, const bytes_t& content)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-    ASSERT_TRUE(file.good()) << path;
-}
-
 void shell(const std::string& command)
 {
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
@@ -32,16 +19,6 @@ bytes_t database(uint32_t version, size_t size)
 {
     const peers::nfz_version_t number = {{1, 0, 0, version}};
     return peers::build_nfz_file({number, 1, 1, peers::generate_nfz_content(number, size - peers::NFZ_MIN_SIZE)});
-}
-
-bool within(std::chrono::milliseconds limit, const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(2ms);
-    }
-    return true;
 }
 
 // A result that a callback leaves and the test waits for.

@@ -15,22 +15,16 @@
 #include "flight_v1_wire.h"
 #include "nfz_file/nfz_file.h"
 #include "service.h"
+#include "support/scratch.h"
 #include "tap.h"
 #include "upgrade_wire.h"
 
 using bytes_t = std::vector<uint8_t>;
-using std::chrono_literals::operator""ms;
-using std::chrono_literals::operator""s;
 
 inline constexpr const char* DATABASE = "/tmp/NFZ/nfz.bin";
 
-bytes_t file_bytes(const char* path);
-void write_file(const std::string& path, const bytes_t& content);
 void shell(const std::string& command);                   // fails the test when the command fails
 bytes_t database(uint32_t version, size_t size = 20000);  // valid, version 1.0.0.`version`
-
-// True as soon as `condition` holds, false after `limit` of real time.
-bool within(std::chrono::milliseconds limit, const std::function<bool()>& condition);
 
 // The station, spoken by hand: asks once and waits for the reply.
 class Hand {

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "scratch.h"
+#include "support/scratch.h"
 
 constexpr uint16_t SERVICE = 0x1105;
 constexpr uint16_t APP = 0x0200;

@@ -75,23 +75,9 @@ bytes_t database(const version_numbers_t& version, size_t size)
     return with_digest(file);
 }
 
-bytes_t file_bytes(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return bytes_t(std::istreambuf_iterator<char>(file), {});
-}
-
 bool exists(const std::string& path)
 {
     return std::filesystem::exists(path);
-}
-
-void write_file(const std::string& path, const bytes_t& content)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-    file.close();
-    ASSERT_TRUE(file) << path;
 }
 
 void make_unopenable(const std::string& path)

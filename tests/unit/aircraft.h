@@ -11,6 +11,7 @@
 #include "heap_count.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_session.h"
 #include "scripted_platform.h"
+#include "support/scratch.h"
 
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
@@ -41,9 +42,7 @@ using version_numbers_t = std::array<uint32_t, 4>;
 bytes_t database(const version_numbers_t& version, size_t size = 3000);  // with a valid digest at its end
 bytes_t with_digest(const bytes_t& file);                                // last 16 bytes set anew
 
-bytes_t file_bytes(const std::string& path);
 bool exists(const std::string& path);
-void write_file(const std::string& path, const bytes_t& content);
 void make_unopenable(const std::string& path);   // a socket: there, but open refuses it
 void shell(const std::string& command);          // fails the test when the command fails
 bool nfz_is_writable();                          // how /tmp/NFZ is mounted now
