@@ -204,6 +204,7 @@ TEST_F(LinkOfTwo, WhatTheReceivingBusDoesNotTakeIsCountedByReason)
     for (int i = 0; i < 1000; ++i)
         EXPECT_TRUE(within(2s, [&] { return send(*station, HOST_NFZ_UPGRADE, big) == 0; }));
     EXPECT_TRUE(within(5s, [&] { return aircraft->count("receiver_full") > 100; }));
+    EXPECT_TRUE(within(10s, [this] { return reaches(); }));  // the link has room again
     EXPECT_EQ(send(*station, HOST_FLIGHT_CONTROLLER), 0);
     EXPECT_TRUE(within(2s, [&] { return aircraft->count("receiver_absent") == 1; }));
     auto desk = ground->endpoint("factory", "desk");
