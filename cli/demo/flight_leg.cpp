@@ -27,7 +27,7 @@ step_result_t prepare_flight(const demo_options_t& options)
                                std::filesystem::copy_options::overwrite_existing, error);
     if (error) return failed(options.list + ": " + error.message(), "Name a motion list: examples/motion-lists/.");
     std::ofstream(std::string(LISTS) + "/afqt/latest") << "1";  // number of the flight controller's own log
-    std::ofstream{MARKER};
+    const std::ofstream marker(MARKER);
     const size_t motions = motions_of(options.list).value_or(0);
     return held(std::to_string(motions) + " motions from " + options.list);
 }

@@ -61,7 +61,7 @@ protected:
         EXPECT_THAT(error.reason, HasSubstr(reason));
     }
 
-    const scratch directory;
+    scratch directory;
     const std::string path = directory / "capture.pcapng";
     bytes_t exact;
     peers::capture_t capture;

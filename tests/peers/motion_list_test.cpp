@@ -126,7 +126,7 @@ class AfqtCheck : public testing::Test {
 protected:
     std::string list_with(const std::string& from, const std::string& to)
     {
-        const std::string path = bus.path("list.json");
+        std::string path = bus.path("list.json");
         std::ofstream(path) << replaced(GOOD, from, to);
         return path;
     }

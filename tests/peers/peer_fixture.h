@@ -28,7 +28,7 @@ public:
     std::string routes() const { return path("vela.json"); }
 
 private:
-    const scratch directory_;
+    scratch directory_;
 };
 
 // What happens to a request instead of the honest thing.
