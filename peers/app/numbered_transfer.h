@@ -23,9 +23,9 @@ struct transfer_options_t {
 
 struct transfer_job_t {
     std::vector<uint8_t> file;
-    transfer_options_t options;
-    std::function<void(const transfer_progress_t&)> progress;  // after each accepted block; may be empty
-    std::function<void(const transfer_result_t&)> done;        // exactly once
+    transfer_options_t options = {};
+    std::function<void(const transfer_progress_t&)> progress = {};  // after each accepted block; may be empty
+    std::function<void(const transfer_result_t&)> done;             // exactly once
 };
 
 // `progress` and `done` run without a lock, on the endpoint's task or its timer's thread; `done` also within the start

@@ -24,9 +24,9 @@ struct tfr_options_t : transfer_options_t {
 
 struct tfr_job_t {
     std::vector<uint8_t> file;
-    tfr_options_t options;
-    std::function<void(const transfer_progress_t&)> progress;  // after each accepted fragment; may be empty
-    std::function<void(const transfer_result_t&)> done;        // exactly once
+    tfr_options_t options = {};
+    std::function<void(const transfer_progress_t&)> progress = {};  // after each accepted fragment; may be empty
+    std::function<void(const transfer_result_t&)> done;             // exactly once
 };
 
 class TfrSender : public NumberedTransfer {

@@ -56,7 +56,7 @@ peers::tfr_recipe_t random_recipe(std::mt19937& engine)
 
 TEST(TfrFile, GoesThroughGeoJsonByteForByte)
 {
-    std::mt19937 engine(1);
+    std::mt19937 engine(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same files at every run
     // A producer may have written the first corner again as the last one: that is a corner then, and stays one.
     peers::tfr_recipe_t recipe = {.areas = {area_of(1, 10)}};
     recipe.areas[0].points[9] = recipe.areas[0].points[0];

@@ -145,7 +145,7 @@ TEST_F(Tool, RestrictionsThatAreNoneAreSaidAndWriteNothing)
     std::ofstream(file, std::ios::app) << "x";
     for (const std::string& command : {"inspect " + file, "nearest " + file + " 0 0", "send " + file + route})
         expect("tfr " + command, exit_code::bad_input);
-    std::ofstream(file).seekp(65536 * 255) << "x";
+    std::ofstream(file).seekp(65536L * 255) << "x";
     expect("tfr send --unchecked " + file, exit_code::bad_input, "65536 fragments of 255 bytes");
 }
 
