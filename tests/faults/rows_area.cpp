@@ -4,7 +4,7 @@
 #include <limits>
 #include <numbers>
 
-#include "areas_model.h"
+#include "model/areas_model.h"
 #include "row.h"
 #include "tfr_file/tfr_file.h"
 
@@ -67,7 +67,7 @@ public:
     }
     void expect_file() { run_.expect(file_bytes(AREAS) == model.file(), "the file is another than it should be"); }
 
-    AreasModel model;
+    sim::AreasModel model;
 
 private:
     Run& run_;

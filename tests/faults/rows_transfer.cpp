@@ -8,7 +8,7 @@
 
 namespace {
 
-using state_t = UpgradeModel::state_t;
+using state_t = sim::UpgradeModel::state_t;
 
 constexpr uint8_t IDS[] = {ID_UPGRADE_ENTRY, ID_UPGRADE_START, ID_UPGRADE_DATA, ID_UPGRADE_END};
 

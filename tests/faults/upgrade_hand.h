@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "model/upgrade_model.h"
 #include "run.h"
-#include "upgrade_model.h"
 
 inline constexpr size_t BLOCK = 980;
 inline constexpr uint8_t NO_ANSWER = 0xee;
@@ -35,8 +35,8 @@ public:
     void restarts();                 // killed, and launched on the same files
     void falls_silent(uint64_t us);  // 20 s and a tick are over when so much more has passed
 
-    const UpgradeModel& model() const { return model_; }
-    UpgradeModel& model() { return model_; }
+    const sim::UpgradeModel& model() const { return model_; }
+    sim::UpgradeModel& model() { return model_; }
     // Of which database the disk has how much: "OLD", "NEW", "EMPTY", "CUT" or "?".
     std::string on_disk(const bytes_t& old, const bytes_t& sent) const;
     void expect_file(const std::string& after);
@@ -45,7 +45,7 @@ private:
     void expect_read_only(const std::string& after) const;
 
     Run& run_;
-    UpgradeModel model_;
+    sim::UpgradeModel model_;
 };
 
 bytes_t block_payload(int32_t number, peers::bytes_view data);

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace sim {
+
 using bytes_t = std::vector<uint8_t>;
 
 class UpgradeModel {
@@ -46,3 +48,5 @@ private:
     bool app_asked_ = false;
     bool may_go_back_ = false;
 };
+
+}  // namespace sim

@@ -1,10 +1,11 @@
-#include "areas_model.h"
+#include "model/areas_model.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "common/digest.h"
 
+namespace sim {
 namespace {
 
 constexpr size_t REPLY = 18;
@@ -104,3 +105,5 @@ bytes_t AreasModel::finish()
     state_ = state_t::idle;
     return reply(ack, 2);
 }
+
+}  // namespace sim

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace sim {
+
 using bytes_t = std::vector<uint8_t>;
 
 class AreasModel {
@@ -33,3 +35,5 @@ private:
     uint32_t saved_ = 0;
     uint32_t total_ = 0;
 };
+
+}  // namespace sim

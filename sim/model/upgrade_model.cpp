@@ -1,4 +1,4 @@
-#include "upgrade_model.h"
+#include "model/upgrade_model.h"
 
 #include <algorithm>
 #include <array>
@@ -6,6 +6,7 @@
 
 #include "common/digest.h"
 
+namespace sim {
 namespace {
 
 constexpr size_t MD5 = 16;
@@ -169,3 +170,5 @@ bytes_t UpgradeModel::read(const bytes_t& payload) const
     }
     return reply;
 }
+
+}  // namespace sim
