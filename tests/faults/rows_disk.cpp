@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "real_world.h"
+#include "on_bus.h"
 #include "row.h"
 #include "tfr_file/tfr_file.h"
 #include "upgrade_hand.h"

@@ -2,140 +2,32 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <cmath>
 #include <limits>
 
 #include "afqt_wire.h"
 #include "row.h"
+#include "stage/flight_stand.h"
+
+using peers::test_outcome;
 
 namespace {
 
-constexpr const char* LIST = "/tmp/SD0/factory_test/afqt_motion_cfg_0.json";
 constexpr const char* LOGS = "/tmp/blackbox/log/afqt";
-constexpr uint64_t FLIGHT_LIMIT_US = 300 * SECOND_US;
-constexpr uint64_t TICK_US = 20'000;
 
-std::string list_of(const std::vector<std::string>& motions)
+// The next good list is flown from end to end.
+void expect_next_flies(Run& run, FlightStand& flight)
 {
-    std::string list = R"({"attribute": {"motion_num": )" + std::to_string(motions.size()) + "}";
-    for (size_t i = 0; i < motions.size(); i++)
-        list += ", \"motion" + std::to_string(i) + "\": " + motions[i];
-    return list + "}";
+    flight.is_switched_off();
+    flight.is_landed_by_hand();
+    FlightStand::write_list(list_of({hover(1)}));
+    run.expect(flight.flies() == test_outcome::finished && !flight.in_air(), "the next list is not flown");
 }
 
-std::string motion(const std::string& id, const std::string& keys)
-{
-    return R"({"motion_id": ")" + id + R"(", "para_cfg": {)" + keys + "}}";
-}
-
-const std::string HOVER = motion("kHover", R"("duration": 1)");
-const std::string STEP = motion("kStep", R"("repeat_times": 1, "intervals": 1, "loop_id": 4, "amp": 5)");
-
-void write_list(const std::string& text)
-{
-    write_file(LIST, bytes_t(text.begin(), text.end()));
-}
-
-// An aircraft, a station that switches the test, and what the heartbeats say.
-class TestFlight {
+// Ready to be switched on.
+class TestFlight : public FlightStand {
 public:
-    explicit TestFlight(Run& run, bool launches = true) : run_(run)
-    {
-        world().peer(STATION, [this](peers::BusEndpoint& endpoint) {
-            endpoint.on_request(SET_AFQT, CMD_ID_AFQT_MSG, [this](const kest_event_t& event) {
-                if (event.msg_len > 1 && event.msg_buf[0] == MSG_ID_HEART_BEAT) state_ = event.msg_buf[1];
-            });
-        });
-        world().controller_flies();
-        write_file("/tmp/EMMC/AFQT_ENABLE.txt", {});
-        write_list(list_of({HOVER}));
-        if (launches) launch();
-    }
-    ~TestFlight() { world().leaves(STATION); }
-    TestFlight(const TestFlight&) = delete;
-    TestFlight& operator=(const TestFlight&) = delete;
-
-    void launch()
-    {
-        world().launch();
-        const uint64_t before = pushed();
-        run_.expect(world().until([&] { return pushed() > before + 10; }, 15 * SECOND_US), "it does not subscribe");
-    }
-
-    void switches(uint8_t value) { sends({value, 0, 0}); }
-    void sends(const bytes_t& payload)
-    {
-        world().peer(STATION).send(HOST_FLIGHT_SERVICE, SET_AFQT, CMD_ID_AFQT_CMD, payload);
-    }
-    uint8_t state() const { return state_; }
-    bool reaches(uint8_t state, uint64_t limit_us = FLIGHT_LIMIT_US)
-    {
-        return world().until([&] { return state_ == state; }, limit_us);
-    }
-    // The state at its end: idle once it has begun, or error; or what it does when its time is up.
-    uint8_t flies()
-    {
-        switches(kAfqtOn);
-        run_.expect(world().until([&] { return state_ != kStaMotionIdel; }, 5 * SECOND_US), "the test does not begin");
-        world().until([&] { return state_ == kStaMotionIdel || state_ == kStaErrSta; }, FLIGHT_LIMIT_US);
-        // On the one tick between landed and idle the state is that of an error as well.
-        world().pass(1200'000);
-        return state_;
-    }
-    void is_switched_off()
-    {
-        switches(kAfqtOff);
-        world().pass(1500'000);  // heartbeats come once a second
-        run_.expect(reaches(kStaMotionIdel, 10 * SECOND_US), "it does not come back to idle");
-    }
-    // Whoever stands by lands what was left in the air.
-    void is_landed_by_hand()
-    {
-        const auto landed = [&] {
-            if (!in_air()) return true;
-            world().peer(STATION).send(FMU.host, SET_FLIGHT_CONTROLLER, CMD_ID_BASIC_CMD,
-                                       bytes_t{API_CMD_AUTO_LANDING});
-            world().pass(TICK_US);
-            return false;
-        };
-        run_.expect(world().until(landed, 200 * SECOND_US), "it cannot be landed");
-        world().pass(3 * SECOND_US);
-    }
-    bool in_air() { return world().controller().bags().state().fsm == 2; }
-
-    size_t count(uint8_t id) { return world().sent(HOST_FLIGHT_SERVICE, SET_FLIGHT_CONTROLLER, id).size(); }
-    size_t mode_requests(uint8_t value)
-    {
-        return world()
-            .sent([value](const seen_t& seen) {
-                return seen.head.from == HOST_FLIGHT_SERVICE && seen.id == CMD_ID_MISSION_ONOFF &&
-                       seen.payload[0] == value;
-            })
-            .size();
-    }
-    void expect_no_commands(uint64_t us, const std::string& when)
-    {
-        world().forget();
-        world().pass(us);
-        run_.expect(count(CMD_ID_CTRL_DATA) + count(CMD_ID_MISSION_ONOFF) + count(CMD_ID_BASIC_CMD) == 0,
-                    "it commands the aircraft " + when);
-    }
-    // The next good list is flown from end to end.
-    void expect_next_flies()
-    {
-        is_switched_off();
-        is_landed_by_hand();
-        write_list(list_of({HOVER}));
-        run_.expect(flies() == kStaMotionIdel && !in_air(), "the next list is not flown");
-    }
-
-private:
-    World& world() { return run_.world; }
-    uint64_t pushed() { return world().controller().bags().counts().pushed; }
-
-    Run& run_;
-    std::atomic<uint8_t> state_ = kStaMotionIdel;
+    explicit TestFlight(Run& run) : FlightStand(run.world) { launch(); }
 };
 
 // --- lists ---
@@ -169,13 +61,14 @@ std::string mutated(Run& run, std::string list)
 void malformed_list(Run& run)
 {
     TestFlight flight(run);
-    write_list(mutated(run, list_of({HOVER, STEP})));
+    FlightStand::write_list(mutated(run, list_of({hover(1), step(4, 5)})));
     run.inject();
-    const uint8_t end = flight.flies();
+    const test_outcome end = flight.flies();
     // A number may have become endless.
-    run.expect(end == kStaErrSta || end == kStaMotionIdel || end == kStaMotionListRun, "state " + std::to_string(end));
-    run.count(end == kStaErrSta ? "error" : end == kStaMotionIdel ? "flown" : "flies on");
-    flight.expect_next_flies();
+    const bool flies_on = end == test_outcome::running && flight.state() == kStaMotionListRun;
+    run.expect(end == test_outcome::failed || end == test_outcome::finished || flies_on, peers::outcome_name(end));
+    run.count(peers::outcome_name(end));
+    expect_next_flies(run, flight);
 }
 
 // What a list may say that nobody would want to fly: each ends, or hovers until it is switched off.
@@ -188,44 +81,46 @@ void hostile_values(Run& run)
     const struct {
         const char* name;
         std::vector<std::string> motions;
-        uint8_t state;
+        test_outcome end;
     } lists[] = {
-        {"repeat first", {repeat(1, 1, 2), HOVER}, kStaErrSta},
-        {"no hover first", {motion("kHover", R"("duration": 0)")}, kStaErrSta},
-        {"repeats itself", {HOVER, repeat(2, 2, 3), HOVER}, kStaMotionIdel},
-        {"repeats name each other", {HOVER, repeat(3, 3, 2), repeat(2, 2, 2), HOVER}, kStaMotionIdel},
-        {"repeats nothing", {HOVER, repeat(200, 300, 2), HOVER}, kStaMotionIdel},
+        {"repeat first", {repeat(1, 1, 2), hover(1)}, test_outcome::failed},
+        {"no hover first", {motion("kHover", R"("duration": 0)")}, test_outcome::failed},
+        {"repeats itself", {hover(1), repeat(2, 2, 3), hover(1)}, test_outcome::finished},
+        {"repeats name each other", {hover(1), repeat(3, 3, 2), repeat(2, 2, 2), hover(1)}, test_outcome::finished},
+        {"repeats nothing", {hover(1), repeat(200, 300, 2), hover(1)}, test_outcome::finished},
         {"255 entries",
          std::vector<std::string>(255, motion("kStep", R"("repeat_times": 1, "intervals": 0, "loop_id": 4)")),
-         kStaMotionIdel},
+         test_outcome::finished},
         {"no intervals",
-         {HOVER, motion("kStep", R"("repeat_times": 255, "intervals": 0, "loop_id": 4)")},
-         kStaMotionIdel},
-        {"count 256", {HOVER, motion("kStep", R"("repeat_times": 256, "intervals": 1, "loop_id": 4)")}, kStaMotionIdel},
-        {"negative", {motion("kHover", R"("duration": -5)"), HOVER}, kStaMotionIdel},
-        {"no table", {HOVER, motion("kLine", R"("flight_dis": 5)")}, kStaErrSta},
+         {hover(1), motion("kStep", R"("repeat_times": 255, "intervals": 0, "loop_id": 4)")},
+         test_outcome::finished},
+        {"count 256",
+         {hover(1), motion("kStep", R"("repeat_times": 256, "intervals": 1, "loop_id": 4)")},
+         test_outcome::finished},
+        {"negative", {motion("kHover", R"("duration": -5)"), hover(1)}, test_outcome::finished},
+        {"no table", {hover(1), motion("kLine", R"("flight_dis": 5)")}, test_outcome::failed},
     };
     const auto& list = lists[(run.seed() - 1) % std::size(lists)];
     TestFlight flight(run);
-    write_list(list_of(list.motions));
+    FlightStand::write_list(list_of(list.motions));
     run.inject();
-    const uint8_t end = flight.flies();
-    run.expect(end == list.state, std::string(list.name) + ": ends in state " + std::to_string(end));
+    const test_outcome end = flight.flies();
+    run.expect(end == list.end, std::string(list.name) + ": " + peers::outcome_name(end));
     run.count(list.name);
-    flight.expect_next_flies();
+    expect_next_flies(run, flight);
 }
 
 void endless_hover(Run& run)
 {
     TestFlight flight(run);
-    write_list(list_of({motion("kHover", R"("duration": 1e999)")}));
+    FlightStand::write_list(list_of({motion("kHover", R"("duration": 1e999)")}));
     flight.switches(kAfqtOn);
     run.expect(flight.reaches(kStaMotionListRun), "it is not flown");
     run.inject();
     run.world.pass(run.between(10, 300) * SECOND_US);
     run.expect(flight.state() == kStaMotionListRun, "it ends");
     run.count("hovers");
-    flight.expect_next_flies();
+    expect_next_flies(run, flight);
 }
 
 // --- the flight controller ---
@@ -238,7 +133,7 @@ void deaf_controller(Run& run)
     run.world.loses = [lost](const seen_t& seen) { return seen.set == SET_FLIGHT_CONTROLLER && seen.id == lost; };
     run.world.forget();
     run.inject();
-    run.expect(flight.flies() == kStaErrSta, "it does not give up");
+    run.expect(flight.flies() == test_outcome::failed, "it does not give up");
     // 500 ticks ask in vain; the first of them is the one that enters the state.
     const size_t asked = takes_off ? flight.mode_requests(MIS_ON) : flight.count(CMD_ID_BASIC_CMD);
     run.expect(asked == 500, "asked " + std::to_string(asked) + " times");
@@ -248,7 +143,7 @@ void deaf_controller(Run& run)
     run.world.forget();
     flight.is_switched_off();
     run.expect(flight.mode_requests(MIS_OFF) == 1, "external control is not given back once");
-    flight.expect_next_flies();
+    expect_next_flies(run, flight);
 }
 
 // A place to come back to needs a fix before the list; in it, the aircraft flies by its own sensors.
@@ -257,12 +152,12 @@ void lost_fix(Run& run)
     TestFlight flight(run);
     if (run.one_in(2)) {
         run.world.controller().set_gps_level(2);
-        write_list(list_of({HOVER, motion("kRtl", R"("land_flag": true)")}));
+        FlightStand::write_list(list_of({hover(1), motion("kRtl", R"("land_flag": true)")}));
         run.world.pass(SECOND_US);
-        run.expect(flight.flies() == kStaErrSta, "a return without a start is flown");
+        run.expect(flight.flies() == test_outcome::failed, "a return without a start is flown");
         run.count("return refused");
     } else {
-        write_list(list_of({HOVER, STEP, HOVER}));
+        FlightStand::write_list(list_of({hover(1), step(4, 5), hover(1)}));
         flight.switches(kAfqtOn);
         run.expect(flight.reaches(kStaMotionListRun), "it is not flown");
         run.world.controller().set_gps_level(1);
@@ -272,7 +167,7 @@ void lost_fix(Run& run)
     run.inject();
     run.world.controller().set_gps_level(5);
     run.world.pass(SECOND_US);
-    flight.expect_next_flies();
+    expect_next_flies(run, flight);
 }
 
 // The landing command goes out until the aircraft obeys; one that is taken away is commanded on.
@@ -292,7 +187,7 @@ void landing_lost_or_taken_away(Run& run)
         run.expect(flight.reaches(kStaMotionIdel) && !flight.in_air(), "it does not land");
         run.count("landed late");
     } else {
-        write_list(list_of({motion("kHover", R"("duration": 60)")}));
+        FlightStand::write_list(list_of({motion("kHover", R"("duration": 60)")}));
         flight.switches(kAfqtOn);
         run.expect(flight.reaches(kStaMotionListRun), "it is not flown");
         run.world.peer(STATION).send(FMU.host, SET_FLIGHT_CONTROLLER, CMD_ID_MISSION_ONOFF, bytes_t{MIS_OFF, 0});
@@ -303,7 +198,7 @@ void landing_lost_or_taken_away(Run& run)
         run.expect(flight.count(CMD_ID_CTRL_DATA) > 200, "the frames end");
         run.count("frames go on");
     }
-    flight.expect_next_flies();
+    expect_next_flies(run, flight);
 }
 
 // --- the rest ---
@@ -311,7 +206,7 @@ void landing_lost_or_taken_away(Run& run)
 void log_directory(Run& run)
 {
     const uint64_t kind = run.below(4);
-    TestFlight flight(run, false);
+    FlightStand flight(run.world);
     if (kind == 0) {
         run.expect(mount("tmpfs", "/tmp/blackbox/log", "tmpfs", 0, "size=4k") == 0, "no mount");
         if (run.one_in(2)) mkdir(LOGS, 0777);  // or it is missing
@@ -325,7 +220,7 @@ void log_directory(Run& run)
     }
     flight.launch();
     run.inject();
-    run.expect(flight.flies() == kStaMotionIdel, "the flight is disturbed");
+    run.expect(flight.flies() == test_outcome::finished, "the flight is disturbed");
     static constexpr const char* NAMES[] = {"full", "read-only", "odd index", "odd index"};
     run.count(NAMES[kind]);
     flight.is_switched_off();
@@ -334,7 +229,7 @@ void log_directory(Run& run)
 void storm_of_switches(Run& run)
 {
     TestFlight flight(run);
-    write_list(list_of({HOVER, HOVER}));
+    FlightStand::write_list(list_of({hover(1), hover(1)}));
     const int switches = run.is_full ? 3000 : 800;
     for (int i = 0; i < switches; i++) {
         // Always of the list that is there: without its file the process would end.
@@ -349,14 +244,14 @@ void storm_of_switches(Run& run)
     flight.is_landed_by_hand();
     flight.switches(kAfqtOff);  // one that waited in idle is taken by the next run
     run.world.pass(SECOND_US);
-    run.expect(flight.flies() == kStaMotionIdel, "the next list is not flown");
+    run.expect(flight.flies() == test_outcome::finished, "the next list is not flown");
     run.count("flown after");
 }
 
 void killed_in_flight(Run& run)
 {
     TestFlight flight(run);
-    write_list(list_of({motion("kHover", R"("duration": 15)"), STEP}));
+    FlightStand::write_list(list_of({motion("kHover", R"("duration": 15)"), step(4, 5)}));
     flight.switches(kAfqtOn);
     run.world.pass(run.below(25 * SECOND_US));
     run.world.kill();
@@ -366,7 +261,7 @@ void killed_in_flight(Run& run)
     flight.expect_no_commands(10 * SECOND_US, "after the restart");
     run.expect(flight.state() == kStaMotionIdel, "it is not idle");
     run.count("idle");
-    flight.expect_next_flies();
+    expect_next_flies(run, flight);
 }
 
 }  // namespace

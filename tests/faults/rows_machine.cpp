@@ -6,12 +6,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "afqt_wire.h"
-#include "real_world.h"
+#include "on_bus.h"
 #include "row.h"
-#include "system/raw_peer.h"
+#include "stage/raw_peer.h"
 #include "upgrade_hand.h"
 #include "upgrade_wire.h"
 
@@ -20,7 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
-constexpr const char* ROUTE_FILE = "/usr/local/tarn/vela.json";
 constexpr uint16_t SERVICES[] = {HOST_FLIGHT_SERVICE, HOST_NFZ_UPGRADE};
 
 uint64_t counter(uint16_t host, uint32_t which)
@@ -87,10 +87,9 @@ void bad_framing(Run& run)
 
 void spoofed_sender(Run& run)
 {
-    std::ifstream in(ROUTE_FILE);
-    std::string text{std::istreambuf_iterator<char>(in), {}};
-    text.insert(text.rfind('}'), R"(, "allow": {"0x0306": {"uid": [4711]}, "0x0200": {"uid": [4711]}})");
-    std::ofstream(ROUTE_FILE) << text;
+    auto routes = nlohmann::json::parse(file_bytes(ROUTE_FILE));
+    routes["allow"] = {{"0x0306", {{"uid", {4711}}}}, {"0x0200", {{"uid", {4711}}}}};
+    std::ofstream(ROUTE_FILE) << routes;
     run.world.launch();
     const uint64_t before = counter(HOST_NFZ_UPGRADE, TARN_CLOSED_NOT_ALLOWED);
     constexpr uint64_t TRIES = 20;
@@ -216,10 +215,7 @@ void sockets_removed(Run& run)
 
 void bad_routes(Run& run)
 {
-    const std::string good = [] {
-        const bytes_t bytes = file_bytes(ROUTE_FILE);
-        return std::string(bytes.begin(), bytes.end());
-    }();
+    const std::string good = text_of(ROUTE_FILE);
     std::string bad = good;
     const uint64_t kind = (run.seed() - 1) % 4;
     if (kind == 1) bad = good.substr(0, run.between(0, good.size() - 2));
@@ -230,8 +226,7 @@ void bad_routes(Run& run)
     real(run).service().start();
     run.inject();
     run.expect_log("upgrade create fc_fmu route table fail! result=0x");
-    run.expect(run.world.until([&] { return run.world.log().find("tfr_init\n") != std::string::npos; }, 10 * SECOND_US),
-               "it does not come up");
+    run.expect(run.world.until([&] { return real(run).service().is_up(); }, 10 * SECOND_US), "it does not come up");
     run.expect(run.world.runs(), "it does not stay up");
     run.count(kind == 0 ? "missing" : kind == 1 ? "cut" : kind == 2 ? "no number" : "no endpoint");
     std::ofstream(ROUTE_FILE) << good;
@@ -248,8 +243,7 @@ void second_instance(Run& run)
     Service second;
     second.start();
     run.inject();
-    run.expect(run.world.until([&] { return second.output().find("tfr_init\n") != std::string::npos; }, 10 * SECOND_US),
-               "the second does not come up");
+    run.expect(run.world.until([&] { return second.is_up(); }, 10 * SECOND_US), "the second does not come up");
     run.expect(second.log().find("upgrade create event fail!\n") != std::string::npos, "the second has the address");
     const uint8_t code = upgrade_code(run, ID_UPGRADE_DATA, block_payload_of(sent, 3));
     run.expect(code == UPGRADE_RET_NOT_WRITTEN, "a block is answered by " + hex(code));
@@ -300,9 +294,7 @@ void thread_refused(Run& run)
     real(run).service().start({"strace", "-D", "-f", "-qqq", "-o", "/dev/null", "-e", "trace=clone3", "-e",
                                "inject=clone3:error=EAGAIN:when=" + std::to_string(nth)});
     run.inject();
-    run.expect(
-        run.world.until([&] { return run.world.log().find("tfr_init\n") != std::string::npos; }, 100 * SECOND_US),
-        "it does not come up");
+    run.expect(run.world.until([&] { return real(run).service().is_up(); }, 100 * SECOND_US), "it does not come up");
     run.world.pass(2 * SECOND_US);
     run.expect(run.world.runs(), "it does not stay up");
     // In the order in which they are started; the second watches the subscription, and is lost without a sign.

@@ -6,8 +6,9 @@
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <nlohmann/json.hpp>
 
-#include "real_world.h"
+#include "on_bus.h"
 #include "row.h"
 #include "upgrade_hand.h"
 #include "upgrade_wire.h"
@@ -141,25 +142,18 @@ uint64_t resident_kib(pid_t pid)
     return resident * 4;
 }
 
-void add_routes(const std::string& path)
+void add_routes()
 {
-    bytes_t bytes = file_bytes(path);
-    std::string text(bytes.begin(), bytes.end());
-    std::string more = R"("busy": {)";
-    for (size_t i = 0; i < PEERS; i++) {
-        char one[48];
-        std::snprintf(one, sizeof one, R"(%s"peer%zu": {"host": "0x%04zx"})", i == 0 ? "" : ", ", i, 0x2000 + i);
-        more += one;
-    }
-    text.insert(text.find("\"factory\""), more + "}, ");
-    write_file(path, bytes_t(text.begin(), text.end()));
+    auto routes = nlohmann::json::parse(file_bytes(ROUTE_FILE));
+    for (size_t i = 0; i < PEERS; i++)
+        routes["services"]["busy"]["peer" + std::to_string(i)]["host"] = "0x200" + std::to_string(i);
+    std::ofstream(ROUTE_FILE) << routes;
 }
 
 void mixed_messages(Run& run)
 {
-    constexpr const char* ROUTES_PATH = "/usr/local/tarn/vela.json";
     const uint64_t rounds = run.is_full ? 1'000'000 / (PEERS * LIFE) : 5;
-    add_routes(ROUTES_PATH);
+    add_routes();
     real(run).without_tap();
     write_file(DATABASE, database(5));
     run.world.launch();
@@ -167,7 +161,7 @@ void mixed_messages(Run& run)
     Tally tally;
     std::vector<std::unique_ptr<BusyPeer>> peers;
     for (size_t i = 0; i < PEERS; i++)
-        peers.push_back(std::make_unique<BusyPeer>(ROUTES_PATH, i, run.seed() * 100 + i, tally));
+        peers.push_back(std::make_unique<BusyPeer>(ROUTE_FILE, i, run.seed() * 100 + i, tally));
     size_t files = 0;
     uint64_t memory = 0;
     uint64_t p99 = 0;

@@ -4,15 +4,10 @@
 #include <cstdint>
 #include <map>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "world.h"
-
-struct broken_t : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+#include "stage/world.h"
 
 class Run {
 public:

@@ -14,7 +14,8 @@
 
 #include "common/bus_endpoint.h"
 #include "flight_v1_wire.h"
-#include "program.h"
+#include "stage/process.h"
+#include "support/scratch.h"
 
 using json = nlohmann::ordered_json;
 using bytes_t = std::vector<uint8_t>;
@@ -34,7 +35,7 @@ public:
     std::string key_file() const { return "/tmp/" + name_ + ".key"; }
 
     void start();
-    Program& program() { return program_; }
+    Process& program() { return program_; }
 
     // Events that it has printed since its start, those of one kind.
     std::vector<json> events(const std::string& kind) const;
@@ -56,7 +57,7 @@ private:
     const std::string bus_dir_;
     const std::string routes_;
     const std::vector<std::string> enter_;
-    Program program_;
+    Process program_;
 };
 
 class Machines : public testing::Test {

@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "machines.h"
-#include "system/service.h"
+#include "stage/service.h"
 
 using testing::HasSubstr;
 
@@ -49,7 +49,7 @@ TEST_F(Distance, VersionUpgradeAndReadBackGoThrough)
 
 TEST_F(Distance, AStationFliesAnAircraftThatIsElsewhere)
 {
-    Program controller;
+    Process controller;
     controller.start({VELA_PROGRAM, "fc", "--fly", "--noise", "--route", aircraft->routes()});
     start_both();
     ASSERT_TRUE(within(10s, [&] { return on_the_ground("version").code == 0; })) << service.log();

@@ -1,21 +1,27 @@
 // Factory flights that take too long, or happen too rarely, for the real clock.
-#include <sys/mount.h>
-#include <sys/stat.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 
-#include "sky.h"
+#include "stage/flight_stand.h"
+#include "stage/virtual_world.h"
 
 using peers::test_outcome;
-using testing::AnyOf;
 using testing::HasSubstr;
 
-static constexpr const char* LOGS = "/tmp/blackbox/log/afqt";
+namespace {
 
-TEST_F(Sky, ReturnsToItsStartFromAfarFromNearAndFromBesideIt)
+class Flight : public testing::Test {
+protected:
+    peers::vec3_t truth() { return world.controller().aircraft()->truth().position; }
+
+    VirtualWorld world;
+};
+
+TEST_F(Flight, ReturnsToItsStartFromAfarFromNearAndFromBesideIt)
 {
-    aircraft_stands_ready();
-    service_starts();
+    FlightStand flight(world);
+    flight.launch();
     // A step of the speed carries it off; the rest is braking.
     const struct {
         double speed, seconds, least, most;
@@ -25,90 +31,84 @@ TEST_F(Sky, ReturnsToItsStartFromAfarFromNearAndFromBesideIt)
         const std::string out =
             motion("kStep", R"("repeat_times": 1, "reset_flag": false, "loop_id": 7, "amp": )" +
                                 std::to_string(way.speed) + ", \"intervals\": " + std::to_string(way.seconds));
-        list(0, list_of({hover(1), out, hover(3), motion("kRtl", R"("land_flag": true)")}));
+        FlightStand::write_list(list_of({hover(1), out, hover(3), motion("kRtl", R"("land_flag": true)")}));
         double farthest = 0;
-        switches_on(0);
-        until(
-            [&] {
-                const peers::vec3_t at = controller->aircraft()->truth().position;
-                farthest = std::max(farthest, std::hypot(at.x, at.y));
-                return end_of_flight(0).outcome != test_outcome::running;
-            },
-            300);
-        EXPECT_EQ(end_of_flight().outcome, test_outcome::finished) << testing::PrintToString(states);
+        flight.switches(kAfqtOn);
+        const auto has_ended = [&] {
+            farthest = std::max(farthest, std::hypot(truth().x, truth().y));
+            return flight.outcome() != test_outcome::running;
+        };
+        world.until(has_ended, FlightStand::FLIGHT_LIMIT_US);
+        EXPECT_EQ(flight.outcome(), test_outcome::finished) << testing::PrintToString(flight.states());
         EXPECT_GT(farthest, way.least);
         EXPECT_LT(farthest, way.most);
-        const peers::vec3_t at = controller->aircraft()->truth().position;
-        EXPECT_LT(std::hypot(at.x, at.y), 0.5);
-        EXPECT_TRUE(until([this] { return controller->bags().state().fsm == 0; }, 10));
+        EXPECT_LT(std::hypot(truth().x, truth().y), 0.5);
+        EXPECT_TRUE(world.until([this] { return world.controller().bags().state().fsm == 0; }, 10 * SECOND_US));
     }
 }
 
-TEST_F(Sky, SwitchedOffInEveryStateItLeavesExternalControlOnceAndTheNextOneFlies)
+TEST_F(Flight, SwitchedOffInEveryStateItLeavesExternalControlOnceAndTheNextOneFlies)
 {
-    aircraft_stands_ready();
-    service_starts();
-    list(0, list_of({hover(3)}));
+    FlightStand flight(world);
+    flight.launch();
+    FlightStand::write_list(list_of({hover(3)}));
     for (const uint8_t state : {kStaTakeoff, kStaReqApi, kStaMotionListRun, kStaRtl, kStaLanding}) {
         SCOPED_TRACE(int{state});
         // Without an answer of the flight controller the request for external control stays where it is.
-        if (state == kStaReqApi) loses(SET_FLIGHT_CONTROLLER, CMD_ID_MISSION_ONOFF);
-        const size_t left = mode_requests(MIS_OFF);
-        switches_on(0);
-        ASSERT_TRUE(reaches(state)) << testing::PrintToString(states);
-        loses_nothing();
-        EXPECT_EQ(station->switch_off(0), 0);
-        EXPECT_TRUE(reaches(kStaMotionIdel));
-        passes(1);
-        EXPECT_EQ(mode_requests(MIS_OFF), left + 1);
-        const size_t sticks = count_sent(SET_FLIGHT_CONTROLLER, CMD_ID_CTRL_DATA);
-        passes(3);
-        EXPECT_EQ(count_sent(SET_FLIGHT_CONTROLLER, CMD_ID_CTRL_DATA), sticks);
-        is_landed_by_hand();
-        passes(3);
+        if (state == kStaReqApi) world.loses = [](const seen_t& seen) { return seen.id == CMD_ID_MISSION_ONOFF; };
+        flight.switches(kAfqtOn);
+        ASSERT_TRUE(flight.reaches(state)) << testing::PrintToString(flight.states());
+        world.loses = {};
+        world.forget();
+        flight.is_switched_off();
+        EXPECT_EQ(flight.mode_requests(MIS_OFF), 1u);
+        flight.expect_no_commands(3 * SECOND_US, "after it was switched off");
+        flight.is_landed_by_hand();
     }
-    EXPECT_EQ(flies(0).outcome, test_outcome::finished);
+    EXPECT_EQ(flight.flies(), test_outcome::finished);
 }
 
 // It obeys, and still does not leave the ground.
-TEST_F(Sky, AircraftTooHeavyToFly)
+TEST_F(Flight, AircraftTooHeavyToFly)
 {
-    aircraft_stands_ready(5, 3);
-    service_starts();
-    list(0, list_of({hover(2)}));
-    EXPECT_EQ(flies(0).outcome, test_outcome::failed) << testing::PrintToString(states);
-    EXPECT_FALSE(in_air());
-    EXPECT_EQ(mode_requests(MIS_ON), 0u);
+    FlightStand flight(world, {.mass = 3});
+    flight.launch();
+    world.forget();
+    EXPECT_EQ(flight.flies(), test_outcome::failed) << testing::PrintToString(flight.states());
+    EXPECT_FALSE(flight.in_air());
+    EXPECT_EQ(flight.mode_requests(MIS_ON), 0u);
 }
 
-TEST_F(Sky, LongestListIsFlownToItsLastEntry)
+TEST_F(Flight, LongestListIsFlownToItsLastEntry)
 {
-    aircraft_stands_ready();
-    service_starts();
-    list(0, list_of(std::vector<std::string>(255, step(kAttiX, 3))));
+    FlightStand flight(world);
+    flight.launch();
+    FlightStand::write_list(list_of(std::vector<std::string>(255, step(kAttiX, 3))));
     uint8_t last = 0;
-    switches_on(0);
-    until(
-        [&] {
-            last = std::max(last, controller->aircraft()->heartbeat().value_or(afqt_heart_beat_t{}).motion_num);
-            return end_of_flight(0).outcome != test_outcome::running;
-        },
-        1500);
-    EXPECT_EQ(end_of_flight().outcome, test_outcome::finished);
+    flight.switches(kAfqtOn);
+    const auto has_ended = [&] {
+        const auto beat = world.controller().aircraft()->heartbeat();
+        last = std::max(last, beat.value_or(afqt_heart_beat_t{}).motion_num);
+        return flight.outcome() != test_outcome::running;
+    };
+    world.until(has_ended, 1500 * SECOND_US);
+    EXPECT_EQ(flight.outcome(), test_outcome::finished);
     EXPECT_EQ(last, 255);
 }
 
 // What the first list says of itself stays where the second says nothing.
-TEST_F(Sky, TwoListsInARowKeepTheAttributes)
+TEST_F(Flight, TwoListsInARowKeepTheAttributes)
 {
-    aircraft_stands_ready();
-    service_starts();
-    list(0, list_of({hover(1)}, R"("department": "line 4", "archive_id": "first", )"));
-    list(1, list_of({hover(1)}, R"("archive_id": "second", )"));
-    EXPECT_EQ(flies(0).outcome, test_outcome::finished);
-    passes(3);
-    EXPECT_EQ(flies(1).outcome, test_outcome::finished);
-    const std::string tag = text_of(std::string(LOGS) + "/afqttag_007.json");
+    FlightStand flight(world);
+    flight.launch();
+    FlightStand::write_list(list_of({hover(1)}, R"("department": "line 4", "archive_id": "first", )"), 0);
+    FlightStand::write_list(list_of({hover(1)}, R"("archive_id": "second", )"), 1);
+    EXPECT_EQ(flight.flies(0), test_outcome::finished);
+    world.pass(3 * SECOND_US);
+    EXPECT_EQ(flight.flies(1), test_outcome::finished);
+    const std::string tag = text_of("/tmp/blackbox/log/afqt/afqttag_007.json");
     EXPECT_THAT(tag, HasSubstr("\"department\":\t\"line 4\""));
     EXPECT_THAT(tag, HasSubstr("\"archive_id\":\t\"second\""));
 }
+
+}  // namespace

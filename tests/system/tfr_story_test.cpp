@@ -1,13 +1,14 @@
 // Restricted areas from the app to the flight controller: delivered, selected as the aircraft moves, pushed one a
 // second. Transfers that stop or are cut are told by the fault catalogue. Time runs twenty times faster.
+#include <gmock/gmock.h>
+
 #include <numbers>
 
-#include "stage.h"
+#include "stage/real_world.h"
 #include "tfr_file/tfr_file.h"
 
 using testing::ElementsAre;
 
-static constexpr const char* TFR_FILE = "/tmp/EMMC/nfz_tfr.bin";
 static constexpr double RADIANS = std::numbers::pi / 180;
 
 struct place_t {
@@ -41,13 +42,12 @@ static bytes_t file_of(uint32_t first, uint32_t last)
     return peers::build_tfr_file(recipe);
 }
 
-class Restrictions : public Stage {
+class Restrictions : public testing::Test {
 protected:
-    Restrictions() : Stage(20)
+    Restrictions()
     {
-        controller = flight_controller();
-        starts_service();
-        phone = app();
+        world.controller();
+        world.launch();
     }
 
     void aircraft_is_at(double km_north, uint8_t gps_level = 5)
@@ -55,13 +55,13 @@ protected:
         state.latitude = (HOME.latitude + km_north / 5 * 0.045) * RADIANS;
         state.longitude = HOME.longitude * RADIANS;
         state.gps_level = gps_level;
-        controller->bags().set_state(state);
+        world.controller().bags().set_state(state);
     }
 
     // Two whole rounds of pushes that are still to come: the ids by place; empty if none are without a gap or a change.
     std::vector<uint32_t> two_rounds_of_pushes(uint8_t areas)
     {
-        tap->forget();
+        world.forget();
         std::vector<uint32_t> ids;
         within(10s, [&] { return !(ids = last_two_rounds(areas)).empty(); });
         return ids;
@@ -85,9 +85,9 @@ protected:
     std::vector<vela_flight_push_tfr_t> pushes() const
     {
         std::vector<vela_flight_push_tfr_t> all;
-        for (const seen_t& seen : tap->sent(HOST_FLIGHT_SERVICE, SET_FLYLIMIT, ID_TFR_PUSH)) {
-            EXPECT_EQ(seen.payload.size(), 125u);
-            all.push_back(record_of<vela_flight_push_tfr_t>(seen.payload));
+        for (const seen_t& seen : world.sent(HOST_FLIGHT_SERVICE, SET_FLYLIMIT, ID_TFR_PUSH)) {
+            EXPECT_EQ(seen.payload.size(), sizeof(vela_flight_push_tfr_t));
+            EXPECT_TRUE(peers::read_record(seen.payload, all.emplace_back()));
         }
         return all;
     }
@@ -95,21 +95,23 @@ protected:
     bool settles(const std::vector<uint32_t>& ids)
     {
         return within(10s, [&] {
-            const peers::restrictions_t now = controller->restrictions().now();
+            const peers::restrictions_t now = world.controller().restrictions().now();
             return now.complete() && now.ids() == ids;
         });
     }
 
-    std::unique_ptr<peers::FlightController> controller;
-    std::unique_ptr<peers::AppPeer> phone;
+    RealWorld world;
     peers::aircraft_state_t state;
 };
 
 TEST_F(Restrictions, NearestFiveFollowTheAircraftPastEightAreas)
 {
     aircraft_is_at(0);
-    EXPECT_EQ(app_delivers(*phone, file_of(1, 8)).outcome, peers::transfer_outcome::done);
-    EXPECT_EQ(file_bytes(TFR_FILE), file_of(1, 8));
+    const bytes_t file = file_of(1, 8);
+    const auto sent =
+        world.result_of<peers::transfer_result_t>(world.app().restrictions(), peers::tfr_job_t{file, {}, {}, {}});
+    EXPECT_EQ(sent.outcome, peers::transfer_outcome::done);
+    EXPECT_EQ(file_bytes(AREAS), file);
     ASSERT_TRUE(settles({101, 102, 103, 104, 105}));
     EXPECT_THAT(two_rounds_of_pushes(5), ElementsAre(101, 102, 103, 104, 105));
     // Past area 4, nearer to 5; then behind all of them.
@@ -120,7 +122,7 @@ TEST_F(Restrictions, NearestFiveFollowTheAircraftPastEightAreas)
     ASSERT_TRUE(settles({108, 107, 106, 105, 104}));
     EXPECT_THAT(two_rounds_of_pushes(5), ElementsAre(108, 107, 106, 105, 104));
     // What is pushed is the area as it was delivered, corners included.
-    const peers::restrictions_t known = controller->restrictions().now();
-    EXPECT_EQ(bytes_of(*known.areas[3]), bytes_of(area(5)));
-    EXPECT_EQ(known.uid, *peers::tfr_uid_of(file_of(1, 8)));
+    const peers::restrictions_t known = world.controller().restrictions().now();
+    EXPECT_EQ(joined(peers::bytes_of(*known.areas[3])), joined(peers::bytes_of(area(5))));
+    EXPECT_EQ(known.uid, *peers::tfr_uid_of(file));
 }

@@ -1,17 +1,17 @@
 // The simulation is not a second truth: what passes between real processes on the real bus passes on the virtual clock
 // too, record for record, times aside.
-#include <filesystem>
+#include <gmock/gmock.h>
 
-#include "stage.h"
+#include "stage/real_world.h"
 #include "trace/story.h"
 
 // The tap takes ten records at a time and loses the others when this machine is busy: a story that differs is told
 // again then, and must differ no more.
 static constexpr int TRIES = 8;
 
-class Trace : public Stage {
-protected:
-    explicit Trace(int scale) : Stage(scale) {}
+class Trace {
+public:
+    explicit Trace(uint64_t scale) : world(scale) {}
 
     void expect_same(const std::string& story, std::string (*tell)(const stage_t&))
     {
@@ -29,10 +29,10 @@ private:
     {
         prepare_files();
         const auto until = [](const std::function<bool()>& condition) { return within(60s, condition); };
-        EXPECT_EQ(tell({"/usr/local/tarn/vela.json", [this] { launch(); }, until}), "") << service.log();
-        service.kill();
+        EXPECT_EQ(tell({ROUTE_FILE, [this] { launch(); }, until}), "") << world.log();
+        world.kill();
         Streams streams;
-        for (const seen_t& one : tap->all([](const seen_t&) { return true; }))
+        for (const seen_t& one : world.tap().all([](const seen_t&) { return true; }))
             streams.add(one.head, static_cast<uint32_t>(one.set) << 16 | one.id, one.attrib, one.payload);
         return streams.text();
     }
@@ -41,61 +41,47 @@ private:
     // in-between.
     void launch()
     {
-        service.start();
-        EXPECT_TRUE(within(20s, [this] { return service.output().find("tfr_init\n") != std::string::npos; }));
+        world.service().start();
+        EXPECT_TRUE(within(20s, [this] { return world.service().is_up(); }));
     }
 
     static std::string on_the_virtual_clock(const std::string& story)
     {
-        shell(std::string(VIRTUAL_STORY) + " " + story + " /run/virtual_story.txt >/dev/null");
-        const bytes_t text = file_bytes("/run/virtual_story.txt");
-        return {text.begin(), text.end()};
+        const run_t told = run(std::string(VIRTUAL_STORY) + " " + story + " /run/virtual_story.txt");
+        EXPECT_EQ(told.code, 0) << told.text;
+        return text_of("/run/virtual_story.txt");
     }
 
     static uint64_t lost_by_the_tap()
     {
         uint64_t lost = 0;
-        for (const unsigned host : {0x1105u, 0x1106u, 0x0306u, 0x0200u, 0x1103u}) {
-            char path[64];
-            std::snprintf(path, sizeof path, "/run/tarn/%04x.stats", host);
-            lost += record_of<tarn_stats_file_t>(file_bytes(path)).value[TARN_TAP_DROPPED];
+        for (const char* host : {"1105", "1106", "0306", "0200", "1103"}) {
+            tarn_stats_file_t stats = {};
+            peers::read_record(file_bytes(std::string("/run/tarn/") + host + ".stats"), stats);
+            lost += stats.value[TARN_TAP_DROPPED];
         }
         return lost;
     }
 
     void prepare_files()
     {
-        shell("mount -o remount,rw /tmp/NFZ; rm -rf /tmp/SD0 /tmp/blackbox /tmp/NFZ/* /run/tarn/*.stats");
-        for (const char* directory : {"/tmp/SD0/factory_test/afqt", "/tmp/blackbox/log/afqt"})
-            std::filesystem::create_directories(directory);
-        write("/tmp/SD0/factory_test/afqt_motion_cfg_0.json", STORY_LIST);
-        write("/tmp/SD0/factory_test/afqt/latest", "1");
-        write("/tmp/EMMC/AFQT_ENABLE.txt", "");
-        tap->forget();
+        run("mount -o remount,rw /tmp/NFZ; rm -rf /tmp/SD0/factory_test/* /tmp/blackbox/log/* /tmp/NFZ/* "
+            "/run/tarn/*.stats; mkdir -p /tmp/SD0/factory_test/afqt /tmp/blackbox/log/afqt");
+        std::ofstream("/tmp/SD0/factory_test/afqt_motion_cfg_0.json") << STORY_LIST;
+        std::ofstream("/tmp/SD0/factory_test/afqt/latest") << "1";
+        write_file("/tmp/EMMC/AFQT_ENABLE.txt", {});
+        world.tap().forget();
     }
 
-    static void write(const char* path, const std::string& text)
-    {
-        write_file(path, bytes_t(text.begin(), text.end()));
-    }
+    RealWorld world;
 };
 
-class UpgradeTrace : public Trace {
-protected:
-    UpgradeTrace() : Trace(2) {}
-};
-
-class FlightTrace : public Trace {
-protected:
-    FlightTrace() : Trace(10) {}
-};
-
-TEST_F(UpgradeTrace, IsTheSameOnTheVirtualClock)
+TEST(UpgradeTrace, IsTheSameOnTheVirtualClock)
 {
-    expect_same("upgrade", tell_upgrade);
+    Trace(2).expect_same("upgrade", tell_upgrade);
 }
 
-TEST_F(FlightTrace, IsTheSameOnTheVirtualClock)
+TEST(FlightTrace, IsTheSameOnTheVirtualClock)
 {
-    expect_same("flight", tell_flight);
+    Trace(10).expect_same("flight", tell_flight);
 }

@@ -56,24 +56,6 @@ std::string text_of(const record_t& record)
     return head + hex(bytes);
 }
 
-std::string motion(const std::string& kind, const std::string& para_cfg)
-{
-    return R"({"motion_id": ")" + kind + R"(", "para_cfg": {)" + para_cfg + "}}";
-}
-
-std::string hover(double seconds)
-{
-    return motion("kHover", R"("duration": )" + std::to_string(seconds));
-}
-
-std::string list_of(const texts_t& motions)
-{
-    std::string json = R"({"attribute": {"motion_num": )" + std::to_string(motions.size()) + "}";
-    for (size_t i = 0; i < motions.size(); ++i)
-        json += ", \"motion" + std::to_string(i) + "\": " + motions[i];
-    return json + "}";
-}
-
 std::string text_at(const std::string& path)
 {
     const bytes_t bytes = file_bytes(path);

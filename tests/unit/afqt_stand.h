@@ -4,6 +4,7 @@
 
 #include "aircraft.h"
 #include "flight_db/flight_db.h"
+#include "support/motion_lists.h"
 
 inline constexpr const char* AFQT_LOGS = "/tmp/blackbox/log/afqt";
 inline constexpr const char* AFQT_FILES = "/tmp/SD0/factory_test";
@@ -17,11 +18,6 @@ std::string text_at(const std::string& path);  // what the file holds
 // "sticks FLAG x y vertical yaw" and "pro FLAG BYTE | sticks | vel | acc | vert" for the two stick frames, in the order
 // of their bytes; "DEVICE SET/ID: BYTES" for all else.
 std::string text_of(const record_t& record);
-
-// One entry of a motion list: motion("kHover", R"("duration": 0.1)").
-std::string motion(const std::string& kind, const std::string& para_cfg = "");
-std::string hover(double seconds);
-std::string list_of(const texts_t& motions);  // attributes with their number, motion0, motion1, ...
 
 class AfqtStand : public Aircraft {
 protected:

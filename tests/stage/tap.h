@@ -29,7 +29,6 @@ public:
 
     // What matches, in order.
     std::vector<seen_t> all(const std::function<bool(const seen_t&)>& matches) const;
-    std::vector<seen_t> sent(uint16_t from, uint8_t set, uint8_t id) const;
     void forget();
 
 private:

@@ -1,9 +1,7 @@
 #include "world.h"
 
 #include <algorithm>
-#include <fstream>
 #include <mutex>
-#include <stdexcept>
 
 bytes_t joined(peers::bytes_view first, peers::bytes_view second)
 {
@@ -39,20 +37,34 @@ peers::FlightController& World::controller()
     return *controller_;
 }
 
-void World::controller_flies()
+void World::controller_flies(const aircraft_t& aircraft)
 {
+    peers::fc_identity_t identity;
+    identity.drone_type = aircraft.drone_type;
     peers::flight_options_t flight;
     flight.latitude = 0.84;
     flight.longitude = 0.2;
-    flight.aircraft.noise = true;  // one that is back to the last bit is not seen to be home
+    flight.aircraft.mass = aircraft.mass;
+    flight.aircraft.noise = true;  // as in life: one that is back to the last bit is not seen to be home
     peers::bus_open_error_t error;
-    controller_ = peers::FlightController::open_flying({routes, FMU.service, FMU.endpoint}, {}, flight, {}, error);
+    controller_ =
+        peers::FlightController::open_flying({routes, FMU.service, FMU.endpoint}, identity, flight, {}, error);
     if (!controller_) throw std::runtime_error("no address for the flight controller");
+    controller_->set_gps_level(aircraft.gps_level);
+}
+
+peers::AppPeer& World::app()
+{
+    peers::bus_open_error_t error;
+    if (!app_) app_ = peers::AppPeer::open({routes, PHONE.service, PHONE.endpoint}, {}, error);
+    if (!app_) throw std::runtime_error("no address for the app");
+    return *app_;
 }
 
 void World::everybody_leaves()
 {
     controller_.reset();
+    app_.reset();
     peers_.clear();
 }
 

@@ -57,13 +57,6 @@ std::vector<seen_t> Tap::all(const std::function<bool(const seen_t&)>& matches) 
     return found;
 }
 
-std::vector<seen_t> Tap::sent(uint16_t from, uint8_t set, uint8_t id) const
-{
-    return all([=](const seen_t& seen) {
-        return seen.head.direction == 0 && seen.head.from == from && seen.set == set && seen.id == id;
-    });
-}
-
 void Tap::forget()
 {
     const std::lock_guard lock(mutex_);
