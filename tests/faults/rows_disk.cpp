@@ -34,12 +34,6 @@ void remounts(const std::string& options)
     shell("echo 'tmpfs /tmp/NFZ tmpfs " + options + " 0 0' >/etc/fstab && mount -o remount,rw /tmp/NFZ");
 }
 
-const bytes_t& old_database()
-{
-    static const bytes_t OLD = database(5, 3000);
-    return OLD;
-}
-
 uint8_t code(Run& run, uint8_t id, const bytes_t& payload)
 {
     const uint8_t answer = upgrade_code(run, id, payload);
@@ -51,29 +45,6 @@ void begins(Run& run, const bytes_t& sent)
 {
     code(run, ID_UPGRADE_ENTRY, bytes_t(9));
     code(run, ID_UPGRADE_START, start_payload(static_cast<uint32_t>(sent.size())));
-}
-
-// All of it, each refused block up to `tries` times; the end's code.
-uint8_t sends(Run& run, const bytes_t& sent, int tries)
-{
-    begins(run, sent);
-    for (size_t i = 0; i < blocks_of(sent); i++) {
-        for (int left = tries; left > 0; left--) {
-            const uint8_t answer = code(run, ID_UPGRADE_DATA, block_payload_of(sent, static_cast<int32_t>(i)));
-            if (answer != UPGRADE_RET_NOT_WRITTEN) break;
-        }
-    }
-    return code(run, ID_UPGRADE_END, end_payload(sent));
-}
-
-// What the disk has of them.
-std::string on_disk(const bytes_t& sent)
-{
-    const bytes_t file = file_bytes(DATABASE);
-    if (file.empty()) return "EMPTY";
-    if (file == old_database()) return "OLD";
-    if (file == sent) return "NEW";
-    return file.size() < sent.size() && std::equal(file.begin(), file.end(), sent.begin()) ? "CUT" : "mixed";
 }
 
 // A success means that the database is there, to the last byte; any other end leaves nothing, unless nothing could be
@@ -133,7 +104,7 @@ void no_inode(Run& run)
     run.world.launch();
     run.inject();
     const bytes_t sent = database(6, 5000);
-    const uint8_t end = sends(run, sent, 2);
+    const uint8_t end = whole_upgrade(run, sent, 2);
     run.expect((end == UPGRADE_RET_OK) == present, "the end is answered by " + hex(end));
     if (!present) run.expect_log("error: upgrade delete data fail!\n");
     run.count(present ? "file there" : "no inode for it");
@@ -186,7 +157,7 @@ void mount_command_fails(Run& run)
     run.inject();
     run.count(std::string(kind.name) + (read_only ? ", read-only" : ""));
     const bytes_t sent = database(6);
-    const uint8_t end = sends(run, sent, 2);
+    const uint8_t end = whole_upgrade(run, sent, 2);
     // Where it cannot be written nothing is lost; where nothing can be emptied the digest finds it.
     if (read_only) {
         run.expect(end == UPGRADE_RET_STATE && on_disk(sent) == "OLD", "written to a read-only file system");
@@ -219,12 +190,11 @@ void killed_at_each_call(Run& run)
     const bytes_t sent = database(6);
     try {
         launches_injected(run, call, "signal=SIGKILL", nth);
-        sends(run, sent, 1);
+        whole_upgrade(run, sent);
     } catch (const broken_t&) {
         // Killed while it came up.
     }
     const bool survived = run.world.runs();
-    run.seen.clear();
     const std::string left = on_disk(sent);
     run.expect(left != "mixed", "killed before " + call + " " + std::to_string(nth) + " the disk has a mix");
     run.count(call + (survived ? " survived" : " " + left));
@@ -238,7 +208,7 @@ void broken_call(Run& run)
     const uint64_t nth = (run.seed() - 1) / 5 + 1;
     const bytes_t sent = database(6);
     launches_injected(run, call, std::string("error=") + (call == "openat" ? "EMFILE" : "EIO"), nth);
-    const uint8_t end = sends(run, sent, 3);
+    const uint8_t end = whole_upgrade(run, sent, 3);
     // A file that could not be emptied has the old database in front of the new one, or behind the end.
     const bool can_empty = call != "openat";
     expect_honest_end(run, end, sent, can_empty);
@@ -246,7 +216,6 @@ void broken_call(Run& run)
         const bytes_t answer = run.world.ask(STATION, HOST_NFZ_UPGRADE, SET_FLYLIMIT, ID_NFZ_READ, read_payload(0, 16));
         run.expect(!answer.empty() && answer[0] == PROFILE_RET_FAILED, "it is served after a refused end");
     }
-    run.seen.clear();
     run.count("end " + hex(end) + " " + on_disk(sent));
     starts_anew(run, sent);
 }
@@ -257,12 +226,11 @@ void lying_write(Run& run)
     const uint64_t nth = (run.seed() + 1) / 2;
     launches_injected(run, "write", run.seed() % 2 == 0 ? "retval=980" : "retval=100", nth);
     const bytes_t sent = database(6);
-    const uint8_t end = sends(run, sent, 1);
+    const uint8_t end = whole_upgrade(run, sent);
     // The last block is shorter than what the lie claims.
     run.expect(end == UPGRADE_RET_FILE_MD5 || nth > blocks_of(sent) - 1,
                "bytes are missing and the end is " + hex(end));
     expect_honest_end(run, end, sent);
-    run.seen.clear();
     run.count("end " + hex(end));
     starts_anew(run, sent);
 }
@@ -280,7 +248,7 @@ void slow_disk(Run& run)
         launches_injected(run, "write", "delay_enter=50000", 1);
     }
     const bytes_t sent = database(6);
-    const uint8_t end = sends(run, sent, 1);
+    const uint8_t end = whole_upgrade(run, sent);
     expect_honest_end(run, end, sent);
     run.expect(end == UPGRADE_RET_OK, "the end is answered by " + hex(end));
     const auto orders = run.world.sent(HOST_NFZ_UPGRADE, SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR);
@@ -357,12 +325,11 @@ void calls_refused(Run& run)
           kind.substr(0, kind.find(':')) + " -e inject=" + kind + ":when=1+2 & echo $! >" + tracer + "; sleep 0.3");
     run.inject();
     const bytes_t sent = database(6);
-    sends(run, sent, 3);
+    whole_upgrade(run, sent, 3);
     for (int i = 0; i < 20; i++)
         run.world.ask(STATION, HOST_NFZ_UPGRADE, SET_FLYLIMIT, ID_NFZ_READ, read_payload(0, 16));
     run.expect(run.world.runs(), "it does not run any more");
     shell("kill $(cat " + tracer + "); sleep 0.2");
-    run.seen.clear();
     run.count(kind);
     starts_anew(run, sent);
 }
@@ -381,9 +348,8 @@ void log_sink_fails(Run& run)
     run.expect(run.world.until(answers, 400 * SECOND_US), "it does not come up");
     run.world.pass(5 * SECOND_US);
     const bytes_t sent = database(6);
-    const auto taken = [&] { return sends(run, sent, 2) == UPGRADE_RET_OK; };
+    const auto taken = [&] { return whole_upgrade(run, sent, 2) == UPGRADE_RET_OK; };
     run.expect(run.world.until(taken, 60 * SECOND_US), "no upgrade without a log");
-    run.seen.clear();
     run.count(full ? "full" : "no reader");
     run.world.kill();
     run.world.launch();

@@ -12,7 +12,7 @@
 #include "afqt_wire.h"
 #include "on_bus.h"
 #include "row.h"
-#include "stage/raw_peer.h"
+#include "support/raw_peer.h"
 #include "upgrade_hand.h"
 #include "upgrade_wire.h"
 
@@ -39,6 +39,13 @@ void expect_counter(Run& run, uint16_t host, uint32_t which, uint64_t wanted)
     run.expect(run.world.until([&] { return counter(host, which) == wanted; }, SECOND_US),
                std::string(tarn_counter_name(which)) + " is " + std::to_string(counter(host, which)) + " instead of " +
                    std::to_string(wanted));
+}
+
+std::string socket_of(uint16_t host)
+{
+    char path[40];
+    std::snprintf(path, sizeof path, "/run/tarn/%04x.sock", host);
+    return path;
 }
 
 bool answers(Run& run)
@@ -74,7 +81,7 @@ void bad_framing(Run& run)
         if (kind == 4) sent = record(length + 1, length), which = TARN_CLOSED_LENGTH;
         if (kind == 4 && length == 1008) continue;
         const uint64_t before = counter(host, which);
-        RawPeer peer(host);
+        RawPeer peer(socket_of(host));
         if (kind != 0) peer.hello(0x0200);
         run.expect(peer.sends(sent), "the socket takes nothing");
         run.inject();
@@ -94,7 +101,7 @@ void spoofed_sender(Run& run)
     const uint64_t before = counter(HOST_NFZ_UPGRADE, TARN_CLOSED_NOT_ALLOWED);
     constexpr uint64_t TRIES = 20;
     for (uint64_t i = 0; i < TRIES; i++) {
-        RawPeer peer(HOST_NFZ_UPGRADE);
+        RawPeer peer(socket_of(HOST_NFZ_UPGRADE));
         peer.hello(i % 2 == 0 ? 0x0306 : 0x0200);
         bytes_t entry = record(9, 9);
         entry[8] = ID_UPGRADE_ENTRY;
@@ -119,7 +126,7 @@ void peers_come_and_go(Run& run)
     const size_t threads = real(run).service().threads();
     const int times = run.is_full ? 10'000 : 500;
     for (int i = 0; i < times; i++) {
-        RawPeer peer(SERVICES[run.below(2)]);
+        RawPeer peer(socket_of(SERVICES[run.below(2)]));
         if (!run.one_in(3)) peer.hello(TABLET.host);
         if (run.one_in(4)) peer.sends(record(9, 9));
     }
@@ -144,21 +151,14 @@ void flood(Run& run)
     const int records = run.is_full ? 1'000'000 : 150'000;
     const pid_t flooder = fork();
     if (flooder == 0) {
-        RawPeer first(SERVICES[0]), second(SERVICES[1]);
-        first.hello(TABLET.host);
-        second.hello(TABLET.host);
+        const RawPeer first(socket_of(SERVICES[0]), TABLET.host), second(socket_of(SERVICES[1]), TABLET.host);
         for (int i = 0; i < records; i++)
             (i % 2 == 0 ? first : second).sends(record(0, 0));
         _exit(0);
     }
     run.inject(static_cast<uint64_t>(records));
     const bytes_t sent = database(6);
-    uint8_t end = 1;
-    upgrade_code(run, ID_UPGRADE_ENTRY, bytes_t(9));
-    upgrade_code(run, ID_UPGRADE_START, start_payload(static_cast<uint32_t>(sent.size())));
-    for (size_t i = 0; i < blocks_of(sent); i++)
-        upgrade_code(run, ID_UPGRADE_DATA, block_payload_of(sent, static_cast<int32_t>(i)));
-    end = upgrade_code(run, ID_UPGRADE_END, end_payload(sent));
+    const uint8_t end = whole_upgrade(run, sent);
     const bool still_floods = waitpid(flooder, nullptr, WNOHANG) == 0;
     ::kill(flooder, SIGKILL);
     if (still_floods) waitpid(flooder, nullptr, 0);
@@ -173,9 +173,7 @@ void peers_that_never_read(Run& run)
     const pid_t deaf = fork();
     if (deaf == 0) {
         for (const uint16_t host : {FMU.host, TABLET.host}) {
-            sockaddr_un address = {};
-            address.sun_family = AF_UNIX;
-            std::snprintf(address.sun_path, sizeof address.sun_path, "/run/tarn/%04x.sock", host);
+            const sockaddr_un address = address_of(socket_of(host));
             const int listener = socket(AF_UNIX, SOCK_SEQPACKET, 0);
             if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) _exit(1);
             listen(listener, 10);
@@ -183,7 +181,7 @@ void peers_that_never_read(Run& run)
         pause();
         _exit(0);
     }
-    run.expect(run.world.until([] { return fs::exists("/run/tarn/0201.sock"); }, SECOND_US), "no listener");
+    run.expect(run.world.until([] { return fs::exists(socket_of(TABLET.host)); }, SECOND_US), "no listener");
     run.world.launch();
     run.inject();
     upgrade_code(run, ID_UPGRADE_ENTRY, bytes_t(9));
@@ -192,8 +190,8 @@ void peers_that_never_read(Run& run)
     run.count("refused", counter(HOST_NFZ_UPGRADE, TARN_SEND_QUEUE_FULL));
     ::kill(deaf, SIGKILL);
     waitpid(deaf, nullptr, 0);
-    fs::remove("/run/tarn/0306.sock");
-    fs::remove("/run/tarn/0201.sock");
+    for (const peer_name_t& peer : {FMU, TABLET})
+        fs::remove(socket_of(peer.host));
 }
 
 void sockets_removed(Run& run)
@@ -201,10 +199,10 @@ void sockets_removed(Run& run)
     run.world.launch();
     run.world.controller();
     run.expect(answers(run), "it does not answer");
-    fs::remove("/run/tarn/1106.sock");
+    fs::remove(socket_of(HOST_NFZ_UPGRADE));
     run.inject();
     run.expect(answers(run), "an open connection has gone");
-    RawPeer late(HOST_NFZ_UPGRADE);
+    RawPeer late(socket_of(HOST_NFZ_UPGRADE));
     run.expect(!late.connected(), "somebody connects to nothing");
     run.count("refused connect");
     run.world.kill();

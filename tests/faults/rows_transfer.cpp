@@ -12,12 +12,6 @@ using state_t = sim::UpgradeModel::state_t;
 
 constexpr uint8_t IDS[] = {ID_UPGRADE_ENTRY, ID_UPGRADE_START, ID_UPGRADE_DATA, ID_UPGRADE_END};
 
-const bytes_t& old_database()
-{
-    static const bytes_t OLD = database(5, 3000);
-    return OLD;
-}
-
 // Killed after that many answers, from the entry on.
 void killed_after_each_answer(Run& run)
 {
@@ -32,13 +26,13 @@ void killed_after_each_answer(Run& run)
     if (answers > blocks + 2) hand.end(sent);
     run.world.kill();
     run.inject();
-    const std::string left = hand.on_disk(old_database(), sent);
+    const std::string left = on_disk(sent);
     const char* wanted = answers < 3 ? "OLD" : answers < blocks + 2 ? "CUT" : "NEW";
     run.expect(left == wanted, "killed after " + std::to_string(answers) + " answers the disk has " + left);
     run.world.launch();
     hand.model().restarts();
     hand.expect_file("the restart");
-    run.count(hand.on_disk(old_database(), sent));
+    run.count(on_disk(sent));
     if (left == "CUT") run.expect_log("md5 is not same\n");
     hand.reads_back();
     run.expect(hand.block(static_cast<int32_t>(blocks / 2), sent) == UPGRADE_RET_STATE,

@@ -33,16 +33,8 @@ bytes_t newest_database()
 void expect_upgrade_works(Run& run)
 {
     const bytes_t file = newest_database();
-    run.expect(upgrade_code(run, ID_UPGRADE_ENTRY, bytes_t(9)) == 0, "afterwards an entry is refused");
-    run.expect(upgrade_code(run, ID_UPGRADE_START, start_payload(static_cast<uint32_t>(file.size()))) == 0,
-               "afterwards a start is refused");
-    for (size_t at = 0; at < file.size(); at += BLOCK) {
-        const uint8_t code =
-            upgrade_code(run, ID_UPGRADE_DATA, block_payload_of(file, static_cast<int32_t>(at / BLOCK)));
-        run.expect(code == 0, "afterwards a block is answered by " + hex(code));
-    }
-    const uint8_t code = upgrade_code(run, ID_UPGRADE_END, end_payload(file));
-    run.expect(code == 0, "afterwards an end is answered by " + hex(code));
+    const uint8_t code = whole_upgrade(run, file);
+    run.expect(code == 0, "afterwards an upgrade ends with " + hex(code));
     run.expect(file_bytes(DATABASE) == file, "afterwards another database is on the disk than was sent");
     const bytes_t answer = run.world.ask(STATION, HOST_NFZ_UPGRADE, SET_FLYLIMIT, ID_NFZ_READ, read_payload(100, 270));
     run.expect(answer.size() == 275 && std::equal(answer.begin() + 5, answer.end(), file.begin() + 100),

@@ -19,6 +19,21 @@ size_t blocks_of(const bytes_t& database)
     return (database.size() + BLOCK - 1) / BLOCK;
 }
 
+const bytes_t& old_database()
+{
+    static const bytes_t OLD = database(5, 3000);
+    return OLD;
+}
+
+std::string on_disk(const bytes_t& sent)
+{
+    const bytes_t file = file_bytes(DATABASE);
+    if (file.empty()) return "EMPTY";
+    if (file == old_database()) return "OLD";
+    if (file == sent) return "NEW";
+    return file.size() < sent.size() && std::equal(file.begin(), file.end(), sent.begin()) ? "CUT" : "mixed";
+}
+
 bytes_t start_payload(uint32_t size)
 {
     upgrade_request_receive_req_t request = {};
@@ -42,6 +57,18 @@ uint8_t upgrade_code(Run& run, uint8_t id, const bytes_t& payload)
 {
     const bytes_t reply = run.world.ask(PHONE, HOST_NFZ_UPGRADE, SET_COMMON, id, payload);
     return reply.empty() ? NO_ANSWER : reply[0];
+}
+
+uint8_t whole_upgrade(Run& run, const bytes_t& database, int tries)
+{
+    upgrade_code(run, ID_UPGRADE_ENTRY, bytes_t(9));
+    upgrade_code(run, ID_UPGRADE_START, start_payload(static_cast<uint32_t>(database.size())));
+    for (size_t i = 0; i < blocks_of(database); i++) {
+        const bytes_t block = block_payload_of(database, static_cast<int32_t>(i));
+        for (int left = tries; left > 0; left--)
+            if (upgrade_code(run, ID_UPGRADE_DATA, block) != UPGRADE_RET_NOT_WRITTEN) break;
+    }
+    return upgrade_code(run, ID_UPGRADE_END, end_payload(database));
 }
 
 bytes_t end_payload(const bytes_t& database)
@@ -157,13 +184,4 @@ void UpgradeHand::falls_silent(uint64_t us)
     model_.falls_silent();
     expect_file("the silence");
     expect_read_only("the silence");
-}
-
-std::string UpgradeHand::on_disk(const bytes_t& old, const bytes_t& sent) const
-{
-    const bytes_t file = file_bytes(DATABASE);
-    if (file.empty()) return "EMPTY";
-    if (file == old) return "OLD";
-    if (file == sent) return "NEW";
-    return file.size() < sent.size() && std::equal(file.begin(), file.end(), sent.begin()) ? "CUT" : "?";
 }

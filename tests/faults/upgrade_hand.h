@@ -11,6 +11,9 @@ inline constexpr uint8_t NO_ANSWER = 0xee;
 
 bytes_t database(uint32_t version, size_t size = 6000);  // valid, version 1.0.0.`version`; at least 144 bytes
 size_t blocks_of(const bytes_t& database);
+const bytes_t& old_database();  // installed before most rows
+// Of which database the disk has how much: "OLD", "NEW" (what was sent), "EMPTY", "CUT" or "mixed".
+std::string on_disk(const bytes_t& sent);
 
 class UpgradeHand {
 public:
@@ -37,8 +40,6 @@ public:
 
     const sim::UpgradeModel& model() const { return model_; }
     sim::UpgradeModel& model() { return model_; }
-    // Of which database the disk has how much: "OLD", "NEW", "EMPTY", "CUT" or "?".
-    std::string on_disk(const bytes_t& old, const bytes_t& sent) const;
     void expect_file(const std::string& after);
 
 private:
@@ -52,6 +53,8 @@ bytes_t block_payload(int32_t number, peers::bytes_view data);
 bytes_t block_payload_of(const bytes_t& database, int32_t number);
 // An answer's code, without a model: 0xee without an answer.
 uint8_t upgrade_code(Run& run, uint8_t id, const bytes_t& payload);
+// From entry to end, each block that is not written up to `tries` times; the end's code.
+uint8_t whole_upgrade(Run& run, const bytes_t& database, int tries = 1);
 bytes_t read_payload(uint32_t address, uint32_t length);
 bytes_t end_payload(const bytes_t& database);
 bytes_t start_payload(uint32_t size);

@@ -1,9 +1,7 @@
 #include "bus_fixture.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,14 +22,6 @@ void in_threads(uint16_t count, const std::function<void(uint16_t thread)>& work
         threads.emplace_back(work, i);
     for (std::thread& one : threads)
         one.join();
-}
-
-sockaddr_un address_of(const std::string& path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-    return address;
 }
 
 tarn_stats_file_t stats_in(const std::string& path)
@@ -149,30 +139,4 @@ size_t endpoint::waiting()
 uint64_t endpoint::counter(uint32_t which) const
 {
     return stats_in(stats_).value[which];
-}
-
-raw_peer::raw_peer(const bus& on, uint16_t to, std::optional<uint16_t> as)
-    : fd_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0))
-{
-    const sockaddr_un address = address_of(on.socket_of(to));
-    EXPECT_EQ(::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << std::strerror(errno);
-    if (!as) return;
-    const uint8_t hello[] = {0x54, 0x01, static_cast<uint8_t>(*as & 0xff), static_cast<uint8_t>(*as >> 8)};
-    EXPECT_TRUE(send(hello, sizeof hello));
-}
-
-raw_peer::~raw_peer()
-{
-    ::close(fd_);
-}
-
-bool raw_peer::send(const void* bytes, size_t size) const
-{
-    return ::send(fd_, bytes, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size);
-}
-
-bool raw_peer::is_closed() const
-{
-    pollfd wait{fd_, POLLRDHUP, 0};
-    return ::poll(&wait, 1, 5000) == 1;
 }

@@ -1,10 +1,9 @@
-// What the tests speak in: a bus of their own, endpoints with a mailbox, raw peers, a tap, and what was printed.
+// What the tests speak in: a bus of their own, endpoints with a mailbox, and what was printed.
 #pragma once
 
 #include <gmock/gmock.h>
 #include <kest_event.h>
 #include <kest_mb.h>
-#include <sys/un.h>
 #include <tarn_host.h>
 
 #include <atomic>
@@ -12,10 +11,10 @@
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "support/raw_peer.h"
 #include "support/scratch.h"
 
 constexpr uint16_t SERVICE = 0x1105;
@@ -38,7 +37,6 @@ kest_event_t record(uint16_t to, uint32_t msg_id, uint32_t size = 0, uint8_t fil
 // Runs `work` in as many threads at once, numbered from 0, until all are done.
 void in_threads(uint16_t count, const std::function<void(uint16_t thread)>& work);
 
-sockaddr_un address_of(const std::string& path);
 tarn_stats_file_t stats_in(const std::string& path);
 
 // Standard error until this object goes.
@@ -123,21 +121,4 @@ protected:
     const bus on;
     endpoint service{on, SERVICE};
     endpoint app{on, APP};
-};
-
-// A peer without the library: bytes as they are.
-class raw_peer {
-public:
-    // Connects to an endpoint; says hello as `as` when given.
-    raw_peer(const bus& on, uint16_t to, std::optional<uint16_t> as = std::nullopt);
-    ~raw_peer();
-    raw_peer(const raw_peer&) = delete;
-    raw_peer& operator=(const raw_peer&) = delete;
-
-    bool send(const void* bytes, size_t size) const;
-    bool send(const kest_event_t& event) const { return send(&event, KEST_EVENT_HEAD_SIZE + event.msg_len); }
-    bool is_closed() const;  // soon, by the other end
-
-private:
-    int fd_;
 };

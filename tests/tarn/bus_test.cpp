@@ -25,6 +25,12 @@ bool is_zero_behind_payload(const kest_event_t& event)
     return std::all_of(event.msg_buf + event.msg_len, std::end(event.msg_buf), [](uint8_t byte) { return byte == 0; });
 }
 
+bool sends(const RawPeer& peer, uint32_t msg_id)
+{
+    const kest_event_t event = record(SERVICE, msg_id);
+    return peer.sends(&event, KEST_EVENT_HEAD_SIZE);
+}
+
 using Exchange = TwoEnds;
 using Dispatch = TwoEnds;
 using Receiving = TwoEnds;
@@ -127,9 +133,9 @@ TEST(Flood, DoesNotHoldBackTheOthers)
 {
     const bus on;
     endpoint service(on, SERVICE, false);
-    const raw_peer flooder(on, SERVICE, CONTROLLER);
+    const RawPeer flooder(on.socket_of(SERVICE), CONTROLLER);
     for (int i = 0; i < 90; ++i)
-        ASSERT_TRUE(flooder.send(record(SERVICE, message(0, 1))));
+        ASSERT_TRUE(sends(flooder, message(0, 1)));
     endpoint app(on, APP);
     constexpr int QUIET = 12;
     for (int i = 0; i < QUIET; ++i)
@@ -145,11 +151,11 @@ TEST_F(Receiving, StrangersThatSayNothingMakeRoomForOthers)
 {
     meet();
     const captured_stderr console;
-    std::list<raw_peer> strangers;
+    std::list<RawPeer> strangers;
     for (int i = 0; i < 300; ++i)
-        strangers.emplace_back(on, SERVICE);
-    const raw_peer late(on, SERVICE, CONTROLLER);
-    late.send(record(SERVICE, message(0, 2)));
+        strangers.emplace_back(on.socket_of(SERVICE));
+    const RawPeer late(on.socket_of(SERVICE), CONTROLLER);
+    sends(late, message(0, 2));
     EXPECT_EQ(service.take().peer_host, CONTROLLER);
     EXPECT_EQ(app.send(record(SERVICE, message(0, 3))), 0);
     EXPECT_EQ(service.take().peer_host, APP);
@@ -165,8 +171,8 @@ TEST_F(Receiving, WithoutDescriptorsOthersAreServedAndNothingSpins)
     ::close(next);
     const rlimit tight{static_cast<rlim_t>(next) + 1, before.rlim_max};  // room for the peer's own end only
     ::setrlimit(RLIMIT_NOFILE, &tight);
-    const raw_peer waiting(on, SERVICE, CONTROLLER);
-    waiting.send(record(SERVICE, message(0, 2)));
+    const RawPeer waiting(on.socket_of(SERVICE), CONTROLLER);
+    sends(waiting, message(0, 2));
     const std::clock_t cpu = std::clock();
     std::this_thread::sleep_for(300ms);
     EXPECT_LT(std::clock() - cpu, CLOCKS_PER_SEC / 10);

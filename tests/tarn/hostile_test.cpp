@@ -36,8 +36,8 @@ TEST_F(Hostile, RecordsOfAnyLengthAreTakenOrCloseTheirConnection)
             event.msg_len = size - std::min<uint32_t>(size, KEST_EVENT_HEAD_SIZE) + lie;
             uint8_t bytes[1100] = {};
             std::memcpy(bytes, &event, KEST_EVENT_HEAD_SIZE);
-            const raw_peer peer(on, SERVICE, APP);
-            ASSERT_TRUE(peer.send(bytes, size));
+            const RawPeer peer(on.socket_of(SERVICE), APP);
+            ASSERT_TRUE(peer.sends(bytes, size));
             if (lie == 0 && size >= KEST_EVENT_HEAD_SIZE && size <= KEST_EVENT_SIZE)
                 ASSERT_EQ(service.take().msg_len, event.msg_len);
             else
@@ -63,8 +63,8 @@ TEST_F(Hostile, AnythingButAHelloFirstClosesTheConnection)
                                   std::string(1100, 'T')};
     for (int round = 0; round < 5; ++round) {
         for (const std::string& hello : hellos) {
-            const raw_peer peer(on, SERVICE);
-            ASSERT_TRUE(peer.send(hello.data(), hello.size()));
+            const RawPeer peer(on.socket_of(SERVICE));
+            ASSERT_TRUE(peer.sends(hello.data(), hello.size()));
             ASSERT_TRUE(peer.is_closed()) << hello.size();
         }
     }
