@@ -92,6 +92,8 @@ flight_result_t fc_db_init()
     return FLIGHT_OK;
 }
 
+static_assert(sizeof(time_t) == 8, "dates go up to 2106");
+
 uint32_t gps_date_to_linux_timestamp(uint32_t date, uint32_t time)
 {
     struct tm calendar = {};
