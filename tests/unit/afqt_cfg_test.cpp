@@ -113,6 +113,9 @@ TEST_F(AfqtCfg, FileIsChosenByItsIndexAndEndsTheProcessIfItIsMissing)
     };
     EXPECT_EQ(entries_of(0), 1u);
     EXPECT_EQ(entries_of(12), 2u);
+    has_list(std::string(size_t{4} * 1024 * 1024, ' ') + list_of({hover(1)}), 13);
+    EXPECT_EQ(entries_of(13), 0u) << "more than 4 MiB";
+    EXPECT_EQ(entries_of(12), 2u);
     const std::string path = std::string(AFQT_FILES) + "/afqt_motion_cfg_12.json";
     EXPECT_THAT(out, testing::StartsWith("Current Json file is 12\n[afqt]filename is " + path +
                                          "\n[JSON]file open success\nstart extract_motion_json\n"));
