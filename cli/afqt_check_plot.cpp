@@ -17,17 +17,17 @@ enum column_t { TIME, TILT_X, TILT_Y, FORWARD, RIGHT, CLIMB, TURN, HEIGHT, HEADI
 struct panel_t {
     const char* title;
     column_t first;
-    column_t second;
     const char* first_legend;
+    column_t second;
     const char* second_legend;
 };
 
 constexpr panel_t PANELS[] = {
-    {"Tilt (degrees)", TILT_X, TILT_Y, "about x, or of a line", "about y"},
-    {"Speed (m/s)", FORWARD, RIGHT, "forward", "to the right"},
-    {"Climb and height from the start", CLIMB, HEIGHT, "climb (m/s)", "height (m)"},
-    {"Turn and heading from the start", TURN, HEADING, "turn (degrees/s)", "heading (degrees)"},
-    {"Sweep, whose signal the flight controller makes", SWEEP, SWEEP, "amplitude", ""},
+    {"Tilt (degrees)", TILT_X, "about x, or of a line", TILT_Y, "about y"},
+    {"Speed (m/s)", FORWARD, "forward", RIGHT, "to the right"},
+    {"Climb and height from the start", CLIMB, "climb (m/s)", HEIGHT, "height (m)"},
+    {"Turn and heading from the start", TURN, "turn (degrees/s)", HEADING, "heading (degrees)"},
+    {"Sweep, whose signal the flight controller makes", SWEEP, "amplitude", SWEEP, ""},
 };
 
 struct curves_t {

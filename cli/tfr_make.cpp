@@ -80,10 +80,11 @@ std::vector<std::string> computed_lines(const peers::tfr_geojson_t& read)
     std::vector<std::string> lines;
     for (const peers::tfr_computed_t& computed : read.computed) {
         const vela_tfr_item_t& area = read.recipe.areas[computed.feature - 1];
-        const std::string center = computed.center ? "center " + position_text(area.center) : "";
-        const std::string radius = computed.radius ? "radius " + std::to_string(area.radius) + " m" : "";
-        lines.push_back(feature_text(computed.feature, area.area_id) + ": " + center +
-                        (computed.center && computed.radius ? " and " : "") + radius + " computed from the corners");
+        std::string line = feature_text(computed.feature, area.area_id) + ": ";
+        if (computed.center) line += "center " + position_text(area.center);
+        if (computed.center && computed.radius) line += " and ";
+        if (computed.radius) line += "radius " + std::to_string(area.radius) + " m";
+        lines.push_back(line + " computed from the corners");
     }
     return lines;
 }
