@@ -36,7 +36,7 @@ struct value_name_t {
 };
 
 // In the order in which tables are easiest to write.
-struct field_t {  // NOLINT(clang-analyzer-optin.performance.Padding)
+struct field_t {
     const char* name;
     uint16_t offset;  // in the payload
     field_type type;

@@ -60,6 +60,7 @@ void print_line(const char* format, ...)
     const size_t room = sizeof line - head - 1;  // one byte stays for the line feed
     va_list arguments;
     va_start(arguments, format);
+    // The analyser overlooks the line above. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int wanted = std::vsnprintf(line + head, room, format, arguments);
     va_end(arguments);
     if (wanted < 0) return;

@@ -13,7 +13,6 @@ enum class place_t : uint8_t {
 };
 
 // In the order in which a table of rows reads.
-// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct row_t {
     const char* id;
     const char* fault;

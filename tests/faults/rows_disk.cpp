@@ -375,6 +375,7 @@ void log_sink_fails(Run& run)
 
 void areas_disk_full(Run& run)
 {
+    static constexpr size_t FRAGMENT = 200;
     const uint64_t kind = (run.seed() - 1) % 3;
     mounts("/tmp/EMMC", kind == 0 ? "size=4k" : kind == 1 ? "size=1m,nr_inodes=1" : "size=1m");
     if (kind == 2) shell("mount -o remount,ro /tmp/EMMC");
@@ -384,13 +385,13 @@ void areas_disk_full(Run& run)
     const bytes_t file = peers::build_tfr_file(recipe);
     uint8_t ack = 0;
     uint16_t number = 0;
-    for (; ack == 0 && number * 200u < file.size(); number++) {
-        const size_t size = std::min<size_t>(200, file.size() - number * 200u);
+    for (; ack == 0 && number * FRAGMENT < file.size(); number++) {
+        const size_t size = std::min(FRAGMENT, file.size() - number * FRAGMENT);
         const update_tfr_req_t head = {UPDATE_DATA, number, static_cast<uint32_t>(file.size()),
                                        static_cast<uint8_t>(size)};
         const bytes_t reply =
             run.world.ask(PHONE, HOST_FLIGHT_SERVICE, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE,
-                          joined(peers::bytes_of(head), peers::bytes_view(file).subspan(number * 200u, size)));
+                          joined(peers::bytes_of(head), peers::bytes_view(file).subspan(number * FRAGMENT, size)));
         ack = reply.empty() ? NO_ANSWER : reply[0];
     }
     run.inject();

@@ -74,7 +74,7 @@ void one_bit_wrong(Run& run)
     bytes_t flipped = good;
     const size_t bits = good.size() * 8;
     const size_t bit = run.is_full     ? run.seed() * 997 % bits
-                       : run.one_in(4) ? 64 * 8 + run.below(128)
+                       : run.one_in(4) ? size_t{64} * 8 + run.below(128)
                                        : run.below(bits);
     flipped[bit / 8] ^= static_cast<uint8_t>(1u << bit % 8);
     run.inject();
@@ -107,7 +107,7 @@ void hostile_blocks(Run& run)
         if (hand.model().state() == state_t::idle) hand.begins(sent, 0);
     }
     // Longer blocks than were asked for are taken, shorter first ones are not.
-    for (const size_t length : {63, 64, 981, 1001}) {
+    for (const size_t length : {63u, 64u, 981u, 1001u}) {
         hand.begins(sent, 0);
         run.count(hex(hand.ask(ID_UPGRADE_DATA, block_payload(0, peers::bytes_view(sent).first(length)))));
     }

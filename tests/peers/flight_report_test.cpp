@@ -30,7 +30,7 @@ constexpr response_fn height = [](double hz) { return angle_frequency_response(H
 constexpr response_fn yaw_by_rate = [](double hz) { return yaw(hz) / YAW_GAINS.outer; };
 
 // A sweep, the response that it should show, and how many points of it the report has to stand by: in the order in
-// which a table of sweeps reads. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
+// which a table of sweeps reads.
 struct sweep_t {
     uint8_t loop, point;
     double start, end, amplitude;
