@@ -101,9 +101,19 @@ uint8_t AreasModel::judge() const
 {
     if (state_ != state_t::finish) return 6;
     if (saved_ > total_) return 2;
-    if (file_.size() <= MD5) return 8;
+    return is_whole() ? 0 : 8;
+}
+
+bool AreasModel::is_whole() const
+{
+    if (file_.size() <= MD5) return false;
     const auto digest = peers::md5_of(peers::bytes_view(file_).first(file_.size() - MD5));
-    return std::equal(digest.begin(), digest.end(), file_.end() - MD5) ? 0 : 8;
+    return std::equal(digest.begin(), digest.end(), file_.end() - MD5);
+}
+
+void AreasModel::is_read()
+{
+    if (is_idle() && !is_whole()) is_emptied();
 }
 
 bytes_t AreasModel::finish()

@@ -18,6 +18,7 @@ public:
 
     void restarts();
     void is_emptied() { file_.clear(); }  // by a reader that found it damaged
+    void is_read();                       // by one that empties a damaged file, and keeps off while one is on its way
 
     bool is_idle() const { return state_ == state_t::idle; }
     uint16_t expected() const { return saved_ == 0 ? 0 : static_cast<uint16_t>(last_ + 1); }
@@ -32,6 +33,7 @@ private:
     uint8_t take(uint16_t number, uint32_t total, const bytes_t& data);
     bytes_t finish();
     uint8_t judge() const;
+    bool is_whole() const;
 
     bytes_t file_;
     state_t state_ = state_t::idle;

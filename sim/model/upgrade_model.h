@@ -35,6 +35,7 @@ public:
     bool holds_motors() const { return app_asked_ && (is_running() || state_ == state_t::fail); }
     const bytes_t& file() const { return file_; }
     int32_t last_block() const { return last_; }
+    uint32_t missing() const { return announced_ - saved_; }  // bytes
 
 private:
     void forget();
