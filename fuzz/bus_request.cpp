@@ -137,7 +137,7 @@ record_t take_record(Input& input, const command_t& command, const sim::ServiceM
     if ((how & WELL_MADE) != 0) {
         record.payload = well_made(input, record, how, model);
     } else {
-        const size_t length = input.byte() * ((how & LONGER) != 0 ? 4u : 1u);
+        const size_t length = size_t{input.byte()} * ((how & LONGER) != 0 ? 4u : 1u);
         record.payload = input.bytes(std::min<size_t>(length, KEST_EVENT_MAX_PAYLOAD));
     }
     return record;
