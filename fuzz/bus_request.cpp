@@ -1,17 +1,11 @@
 #include "bus_request.h"
 
-#include <md5.h>
-
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
+#include "common/digest.h"
 #include "dbi/db_bag_wire.h"
 #include "flight_v1/flight_v1_wire.h"
-#include "nfz_data_upgrade/upgrade_module/src/upgrade_data_file.h"
-#include "nfz_data_upgrade/upgrade_module/src/upgrade_session.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_wire.h"
-#include "nfz_tfr/tfr_module/src/tfr_module_update.h"
 #include "nfz_tfr/tfr_module/src/tfr_wire.h"
 
 // The byte behind the command: what is odd about the record.
@@ -34,39 +28,32 @@ static bytes_t start_request(Input& input)
 }
 
 // The last 16 bytes of a database are the digest of those before.
-static void seal(bytes_t& block)
+static void seal(bytes_t& block, const sim::UpgradeModel& model)
 {
     if (block.size() < NFZ_MD5_SIZE) return;
-    std::ifstream file(NFZ_DATA_FILE, std::ios::binary);
-    bytes_t whole;
-    if (get_upgrade_desc()->saved_firmware_size_ != 0) whole.assign(std::istreambuf_iterator<char>(file), {});
+    bytes_t whole = model.last_block() < 0 ? bytes_t() : model.file();
     whole.insert(whole.end(), block.begin(), block.end() - NFZ_MD5_SIZE);
-    MD5_CTX context;
-    MD5Init(&context);
-    MD5Update(&context, whole.data(), whole.size());
-    MD5Final(block.data() + block.size() - NFZ_MD5_SIZE, &context);
+    const auto digest = peers::md5_of(whole);
+    std::copy(digest.begin(), digest.end(), block.end() - NFZ_MD5_SIZE);
 }
 
-static bytes_t next_block(Input& input, uint8_t how)
+static bytes_t next_block(Input& input, uint8_t how, const sim::UpgradeModel& model)
 {
-    const upgrade_desc_t& desc = *get_upgrade_desc();
     bytes_t data = input.bytes(64 + (how >> 3) * 16u);
-    const size_t missing = desc.firmware_size_ - desc.saved_firmware_size_;
-    if (data.size() >= missing) {
-        data.resize(missing);
-        seal(data);
+    if (data.size() >= model.missing()) {
+        data.resize(model.missing());
+        seal(data, model);
     }
     upgrade_data_transfer_req_t request = {};
-    request.block_number = desc.last_package_index_ + 1;
+    request.block_number = model.last_block() + 1;
     request.block_size = static_cast<uint16_t>(data.size());
     return bytes_of(request, data);
 }
 
-static bytes_t end_request()
+static bytes_t end_request(const sim::UpgradeModel& model)
 {
-    upgrade_end_req_t request = {};
-    std::memcpy(request.md5, get_upgrade_desc()->md5_code, sizeof request.md5);
-    return bytes_of(request);
+    const auto digest = peers::md5_of(model.file());
+    return bytes_of(uint8_t{0}, {digest.begin(), digest.end()});
 }
 
 static bytes_t read_request(Input& input)
@@ -100,18 +87,18 @@ static bytes_t bag_push(Input& input)
     return bytes_of(uint8_t{0}, bytes_of(bag));
 }
 
-static bytes_t next_fragment(Input& input)
+static bytes_t next_fragment(Input& input, const sim::AreasModel& model)
 {
     update_tfr_req_t request = {};
     request.type = input.byte() & 3;
-    request.pkg_seq = get_next_expect_seq();
+    request.pkg_seq = model.expected();
     request.pkg_size = input.byte();
     const bytes_t data = input.bytes(input.byte());
     request.data_size = static_cast<uint8_t>(data.size());
     return bytes_of(request, data);
 }
 
-static bytes_t well_made(Input& input, const record_t& record, uint8_t how)
+static bytes_t well_made(Input& input, const record_t& record, uint8_t how, const sim::ServiceModel& model)
 {
     switch (record.set << 8 | record.id) {
         case SET_COMMON << 8 | ID_UPGRADE_ENTRY:
@@ -119,9 +106,9 @@ static bytes_t well_made(Input& input, const record_t& record, uint8_t how)
         case SET_COMMON << 8 | ID_UPGRADE_START:
             return start_request(input);
         case SET_COMMON << 8 | ID_UPGRADE_DATA:
-            return next_block(input, how);
+            return next_block(input, how, model.upgrade);
         case SET_COMMON << 8 | ID_UPGRADE_END:
-            return end_request();
+            return end_request(model.upgrade);
         case SET_FLYLIMIT << 8 | ID_NFZ_READ:
             return read_request(input);
         case SET_FLIGHT_CONTROLLER << 8 | ID_REGISTER_MOTOR_ERR:
@@ -129,13 +116,13 @@ static bytes_t well_made(Input& input, const record_t& record, uint8_t how)
         case SET_FLIGHT_CONTROLLER << 8 | ID_DB_BAG_PUSH:
             return bag_push(input);
         case SET_FLIGHT_CONTROLLER << 8 | ID_TFR_UPDATE:
-            return next_fragment(input);
+            return next_fragment(input, model.areas);
         default:
             return input.bytes(3);
     }
 }
 
-record_t take_record(Input& input, const command_t& command)
+record_t take_record(Input& input, const command_t& command, const sim::ServiceModel& model)
 {
     record_t record = {HOST_APP, command.host, command.set, command.id};
     const uint8_t how = input.byte();
@@ -148,9 +135,9 @@ record_t take_record(Input& input, const command_t& command)
         record.id = input.byte();
     }
     if ((how & WELL_MADE) != 0) {
-        record.payload = well_made(input, record, how);
+        record.payload = well_made(input, record, how, model);
     } else {
-        const size_t length = input.byte() * ((how & LONGER) != 0 ? 4u : 1u);
+        const size_t length = size_t{input.byte()} * ((how & LONGER) != 0 ? 4u : 1u);
         record.payload = input.bytes(std::min<size_t>(length, KEST_EVENT_MAX_PAYLOAD));
     }
     return record;

@@ -32,5 +32,5 @@ private:
 };
 
 // A record for that command or, when the input says so, for any. Its payload is any bytes or one that the command
-// would take in the present state: chance alone hardly ever gets past numbers, lengths and digests.
-record_t take_record(Input& input, const command_t& command);
+// would take in the model's state: chance alone hardly ever gets past numbers, lengths and digests.
+record_t take_record(Input& input, const command_t& command, const sim::ServiceModel& model);

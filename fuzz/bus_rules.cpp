@@ -1,9 +1,9 @@
 #include "bus_rules.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "afqt/include/afqt_wire.h"
 #include "common/file_io.h"
@@ -12,6 +12,10 @@
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_data_file.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_session.h"
 #include "nfz_data_upgrade/upgrade_module/src/upgrade_wire.h"
+#include "nfz_tfr/tfr_module/src/tfr_file.h"
+#include "nfz_tfr/tfr_module/src/tfr_module_get_pos.h"
+
+static constexpr unsigned MOST_SILENCE = 40;  // half seconds
 
 bool reached[std::size(COMMANDS)];
 
@@ -25,124 +29,109 @@ static const command_t* find(const record_t& request)
     return found;
 }
 
-// Every byte is the file's own.
-static void check_range(const upgrade_profile_read_file_req_t& wanted, const bytes_t& reply)
+// The service only ever empties the database and appends to it, so that one descriptor sees all; a path costs four
+// times as much to look at.
+static int database_file()
 {
-    uint32_t address = 0;
-    std::memcpy(&address, reply.data() + 1, sizeof address);
-    check(address == wanted.read_addr, "the address comes back");
-    check(reply.size() == 5 + wanted.read_len && wanted.read_len <= PROFILE_MAX_READ, "as many bytes as asked for");
-    uint8_t stored[PROFILE_MAX_READ];
-    const scoped_fd file(file_open_read(NFZ_DATA_FILE));
-    check(file.is_open() && file_seek(file.get(), address), "there is a file to read");
-    check(file_read(file.get(), stored, wanted.read_len) == wanted.read_len, "the range is in the file");
-    check(std::memcmp(stored, reply.data() + 5, wanted.read_len) == 0, "the bytes of the file");
+    static const int file = file_open_read(NFZ_DATA_FILE);
+    return file;
 }
 
-static void check_read(const record_t& request, const bytes_t& reply)
+static bool has_exactly(int file, const bytes_t& wanted)
 {
-    upgrade_profile_read_file_req_t wanted = {};
-    const bool well_formed = request.payload.size() == sizeof wanted;
-    if (well_formed) std::memcpy(&wanted, request.payload.data(), sizeof wanted);
-    const uint8_t code = reply[0];
-    if (well_formed && code == PROFILE_RET_OK) check_range(wanted, reply);
-    if (code != PROFILE_RET_OK) {
-        check(reply.size() == READ_REPLY, "a failure is a whole record");
-        check(std::all_of(reply.begin() + 1, reply.end(), [](uint8_t byte) { return byte == 0; }),
-              "zero behind a code");
-    }
-    const upgrade_mis_t state = get_nfz_data_state();
-    if (!well_formed) {
-        check(code == PROFILE_RET_LENGTH, "the length comes first");
-    } else if (state == UPGRADE_RUNNING) {
-        check(code == PROFILE_RET_UPGRADING, "no reads during an upgrade");
-    } else if (state == UPGRADE_FAIL) {
-        check(code == PROFILE_RET_FAILED, "no reads after a failed upgrade");
-    } else {
-        check(code <= PROFILE_RET_TOO_LONG && code != PROFILE_RET_LENGTH, "a read, or what is wrong with its range");
-    }
+    static bytes_t found;
+    found.resize(wanted.size() + 1);
+    return pread(file, found.data(), found.size(), 0) == static_cast<ssize_t>(wanted.size()) &&
+           std::equal(wanted.begin(), wanted.end(), found.begin());
 }
 
-void check_answer(const record_t& request, bool taken, const std::vector<record_t>& replies)
+// One that is missing is as good as an empty one.
+static void check_areas(const bytes_t& wanted)
+{
+    const scoped_fd file(file_open_read(TFR_FILE));
+    check(file.is_open() ? has_exactly(file.get(), wanted) : wanted.empty(), "the areas that were delivered");
+}
+
+void BusRules::check_answer(const record_t& request, bool taken, const std::vector<record_t>& replies)
 {
     if (!taken) {
         check(request.set >= KEST_EVENT_SETS || request.id == 255, "only what no table can hold is dropped");
         check(replies.empty(), "what is dropped is not answered");
         return;
     }
+    note(request);
+    const uint32_t msg_id = static_cast<uint32_t>(request.set) << 16 | request.id;
+    const auto modelled = model_.answer(request.to, request.from, msg_id, request.payload);
     const command_t* command = find(request);
     const bool wanted = ((request.attrib >> ATTRIB_NEED_ACK_SHIFT) & ATTRIB_NEED_ACK_MASK) != 0;
     const bool answers = command == nullptr || command->reply_size != 0;
     check(replies.size() == (wanted && answers ? 1u : 0u), "one reply to a request that wants one, none else");
+    if (request.set == SET_FLIGHT_CONTROLLER && modelled) check_areas(model_.areas.file());
     if (replies.empty()) return;
     const bytes_t& reply = replies[0].payload;
     if (command == nullptr) {
         check(reply == bytes_t{REPLY_UNKNOWN_COMMAND}, "the refusal of an unknown command");
-    } else if (command->reply_size == READ_REPLY) {
-        check(reply.size() >= 5, "a reply to a read");
-        check_read(request, reply);
+    } else if (command->reply_size == MODELLED) {
+        check(reply == modelled, "the model's reply");
     } else {
         check(reply.size() == command->reply_size, "a reply of the command's size");
     }
 }
 
-// The service only ever empties the file and appends to it, so that one descriptor sees all; a path costs four times as
-// much to look at.
-static struct stat look_at_file()
-{
-    static const int file = file_open_read(NFZ_DATA_FILE);
-    struct stat info = {};
-    check(fstat(file, &info) == 0, "the data file is there");
-    return info;
-}
-
-void check_file_stayed()
-{
-    struct stat info = {};
-    check(stat(NFZ_DATA_FILE, &info) == 0 && info.st_ino == look_at_file().st_ino, "the same file all the time");
-}
-
-bool file_is_empty()
-{
-    return look_at_file().st_size == 0;
-}
-
-void check_file()
-{
-    const struct stat info = look_at_file();
-    const upgrade_desc_t* desc = get_upgrade_desc();
-    check(desc->saved_firmware_size_ <= desc->firmware_size_, "no more saved than announced");
-    const upgrade_state_t state = upgrade_get_state(desc);
-    check(state <= UPGRADE_STATE_SUCCESS, "a known state");
-    if (state == UPGRADE_STATE_DATA || state == UPGRADE_STATE_END || state == UPGRADE_STATE_SUCCESS) {
-        check(info.st_size == desc->saved_firmware_size_, "the file has what was counted");
-    }
-    if (state == UPGRADE_STATE_FAIL) check(info.st_size == 0, "nothing is left of a failed upgrade");
-}
-
-void MotorRules::sees(const record_t& request)
+void BusRules::note(const record_t& request)
 {
     if (request.to != HOST_NFZ_UPGRADE) return;
-    if (request.set == SET_COMMON && request.id == ID_UPGRADE_ENTRY) asked_by_app_ = request.from >> 8 == HOST_APP >> 8;
+    if (request.set == SET_COMMON && request.id >= ID_UPGRADE_ENTRY && request.id <= ID_UPGRADE_END)
+        silent_half_seconds_ = 0;
     const bool answer = request.set == SET_FLIGHT_CONTROLLER && request.id == ID_REGISTER_MOTOR_ERR &&
                         (request.attrib & ATTRIB_REPLY) != 0;
     if (answer && request.payload.size() >= sizeof(vela_fc_set_register_motor_ext_err_rsp))
         registered_ = request.payload[0] == 0;
 }
 
-void MotorRules::check(bool held, size_t ticks, const std::vector<record_t>& sent) const
+// Records come between two ticks, never beside one.
+void BusRules::check_time(unsigned half_seconds, const std::vector<record_t>& sent)
+{
+    silent_half_seconds_ += half_seconds;
+    if (model_.upgrade.is_running() && silent_half_seconds_ > MOST_SILENCE) model_.upgrade.falls_silent();
+    check_motors(half_seconds, sent);
+    // Areas are pushed in each tick of their timer, and read before that once there is a position to measure from.
+    const bool pushed = std::any_of(sent.begin(), sent.end(), [](const record_t& record) {
+        return record.set == SET_FLYLIMIT && record.id == ID_TFR_PUSH;
+    });
+    if (!pushed || !tfr_get_pos_info().pos_valid) return;
+    model_.areas.is_read();
+    check_areas(model_.areas.file());
+}
+
+void BusRules::check_motors(size_t ticks, const std::vector<record_t>& sent) const
 {
     static constexpr size_t STATUS_AT =
         offsetof(vela_fc_set_set_motor_ext_err_req, motor_ext_err_status) + sizeof(uint8_t);
+    const sim::UpgradeModel& upgrade = model_.upgrade;
+    const bool held = upgrade.is_running() || upgrade.state() == sim::UpgradeModel::state_t::fail;
     size_t orders = 0;
     for (const record_t& record : sent) {
         if (record.set != SET_FLIGHT_CONTROLLER || record.id != ID_SET_MOTOR_ERR) continue;
-        ::check(record.payload[STATUS_AT] == (held ? MOTOR_DISABLE : MOTOR_ENABLE),
-                "the order that the state asks for");
+        check(record.payload[STATUS_AT] == (held ? MOTOR_DISABLE : MOTOR_ENABLE), "the order that the state asks for");
         ++orders;
     }
-    const bool ordered = held ? asked_by_app_ : registered_;
-    ::check(orders == (ordered ? ticks : 0), "one order a tick");
+    const bool ordered = held ? upgrade.holds_motors() : registered_;
+    check(orders == (ordered ? ticks : 0), "one order a tick");
+}
+
+void BusRules::check_session() const
+{
+    check(upgrade_get_state(get_upgrade_desc()) == static_cast<uint32_t>(model_.upgrade.state()), "the model's state");
+    check(has_exactly(database_file(), model_.upgrade.file()), "the model's database");
+}
+
+void check_file_stayed()
+{
+    struct stat named = {};
+    struct stat open = {};
+    check(stat(NFZ_DATA_FILE, &named) == 0 && fstat(database_file(), &open) == 0 && named.st_ino == open.st_ino,
+          "the same file all the time");
 }
 
 void check_heartbeats(const std::vector<record_t>& sent)

@@ -55,7 +55,7 @@ static constexpr uint8_t TEST_TICKS = 0xe0;
 static constexpr uint8_t MOTION_LISTS = 4;
 
 static ScriptedPlatform* platform;
-static MotorRules motors;
+static BusRules rules;
 static bool pushed;       // the record of the flight controller's data is not empty
 static bool switched_on;  // the flight test may be
 static bool tfr_touched;
@@ -69,19 +69,17 @@ static void forget_traffic()
 
 static void deliver(const record_t& record)
 {
-    motors.sees(record);
     pushed |= record.set == SET_FLIGHT_CONTROLLER && record.id == ID_DB_BAG_PUSH;
     switched_on |= record.set == SET_AFQT && record.id == CMD_ID_AFQT_CMD;
     tfr_touched |= record.set == SET_FLIGHT_CONTROLLER && record.id == ID_TFR_UPDATE;
     const bool taken = platform->bus.delivers(record);
-    check_answer(record, taken, platform->bus.replies);
+    rules.check_answer(record, taken, platform->bus.replies);
 }
 
 static void pass_half_seconds(unsigned count)
 {
-    const upgrade_state_t state = upgrade_get_state(get_upgrade_desc());
     platform->clock.passes(std::chrono::milliseconds(500 * count));
-    motors.check(state >= UPGRADE_STATE_INIT && state <= UPGRADE_STATE_FAIL, count, platform->bus.sent);
+    rules.check_time(count, platform->bus.sent);
     check(platform->bus.replies.empty(), "no reply without a request");
 }
 
@@ -150,10 +148,10 @@ static void clear_up()
     }
     pushed = tfr_touched = false;
     upgrade_desc_reset(get_upgrade_desc());
-    if (!file_is_empty()) upgrade_delete_data();
+    if (!rules.model().upgrade.file().empty()) upgrade_delete_data();
     check_set_is_app_req_upgrade(0);
     set_regist_motor_error_fail();
-    motors.forget();
+    rules.forget();
     forget_traffic();
 }
 
@@ -194,9 +192,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             ticks -= count;
             tick_test(count);
         } else {
-            deliver(take_record(input, COMMANDS[kind % std::size(COMMANDS)]));
+            deliver(take_record(input, COMMANDS[kind % std::size(COMMANDS)], rules.model()));
         }
-        check_file();
+        rules.check_session();
         forget_traffic();
     }
     check_file_stayed();

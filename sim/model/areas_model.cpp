@@ -80,19 +80,40 @@ bytes_t AreasModel::fragment(const bytes_t& payload)
     std::memcpy(&number, payload.data() + 1, sizeof number);
     std::memcpy(&total, payload.data() + 3, sizeof total);
     const auto data = payload.begin() + HEAD;
-    bytes_t bytes = reply(take(number, total, {data, data + payload[7]}), 1);
+    return fragment_reply(take(number, total, {data, data + payload[7]}));
+}
+
+bytes_t AreasModel::fragment_reply(uint8_t ack) const
+{
+    bytes_t bytes = reply(ack, 1);
     const uint16_t next = expected();
     std::memcpy(bytes.data() + 2, &next, sizeof next);
     return bytes;
+}
+
+bytes_t AreasModel::does_not_fit(const bytes_t& piece)
+{
+    file_.insert(file_.end(), piece.begin(), piece.end());
+    return fragment_reply(4);
 }
 
 uint8_t AreasModel::judge() const
 {
     if (state_ != state_t::finish) return 6;
     if (saved_ > total_) return 2;
-    if (file_.size() <= MD5) return 8;
+    return is_whole() ? 0 : 8;
+}
+
+bool AreasModel::is_whole() const
+{
+    if (file_.size() <= MD5) return false;
     const auto digest = peers::md5_of(peers::bytes_view(file_).first(file_.size() - MD5));
-    return std::equal(digest.begin(), digest.end(), file_.end() - MD5) ? 0 : 8;
+    return std::equal(digest.begin(), digest.end(), file_.end() - MD5);
+}
+
+void AreasModel::is_read()
+{
+    if (is_idle() && !is_whole()) is_emptied();
 }
 
 bytes_t AreasModel::finish()

@@ -123,8 +123,13 @@ uint8_t UpgradeModel::take(const bytes_t& payload)
 
 bytes_t UpgradeModel::data(const bytes_t& payload)
 {
+    return data_reply(take(payload));
+}
+
+bytes_t UpgradeModel::data_reply(uint8_t code) const
+{
     bytes_t reply(5);
-    reply[0] = take(payload);
+    reply[0] = code;
     std::memcpy(reply.data() + 1, &last_, sizeof last_);
     return reply;
 }

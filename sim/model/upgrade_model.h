@@ -23,6 +23,9 @@ public:
     bytes_t end(const bytes_t& payload);
     bytes_t read(const bytes_t& payload) const;
 
+    // To a block behind the first that the disk has no room for.
+    bytes_t does_not_fit() const { return data_reply(0xf3); }
+
     void restarts();                             // its memory is gone; a file that is no database is emptied
     void falls_silent();                         // nothing came for too long
     void may_go_back() { may_go_back_ = true; }  // the marker file is there
@@ -32,9 +35,11 @@ public:
     bool holds_motors() const { return app_asked_ && (is_running() || state_ == state_t::fail); }
     const bytes_t& file() const { return file_; }
     int32_t last_block() const { return last_; }
+    uint32_t missing() const { return announced_ - saved_; }  // bytes
 
 private:
     void forget();
+    bytes_t data_reply(uint8_t code) const;
     uint8_t take(const bytes_t& payload);
     uint8_t verify(const bytes_t& payload) const;
     bool is_older(const bytes_t& block) const;

@@ -194,15 +194,15 @@ private:
         const std::vector<size_t> fewest = fewest_that_fail(
             all, [&](const std::vector<size_t>& only) { return kind_of(run_alone(seed, only)) == kind_of(end); });
         const json last = run_alone(seed, fewest);
-        std::string numbers;
+        std::string only;
         for (const size_t number : fewest)
-            numbers += (numbers.empty() ? "" : ",") + std::to_string(number);
+            only += (only.empty() ? " --only " : ",") + std::to_string(number);
         std::printf("\nBroken: %s, at %.6f s of seed %llu\n", last["broken"].get<std::string>().c_str(),
                     last["broken_at"].get<double>(), static_cast<unsigned long long>(seed));
         for (const action_t& action : chosen(seed, fewest))
             std::printf("%s\n", action_text(action).c_str());
-        std::printf("replay: ./dev soak --replay %llu --only %s\n", static_cast<unsigned long long>(seed),
-                    numbers.c_str());
+        // A seed that fails without any action fails with all of them.
+        std::printf("replay: ./dev soak --replay %llu%s\n", static_cast<unsigned long long>(seed), only.c_str());
         failed_ = true;
     }
 

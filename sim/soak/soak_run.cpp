@@ -21,6 +21,8 @@ constexpr uint64_t SECOND_US = 1'000'000;
 constexpr uint64_t SERVICE_STARTS_US = 500'000;
 constexpr uint64_t LOOK_US = 100'000;
 constexpr uint64_t SETTLING_US = 30 * SECOND_US;  // longer than the upgrade's silence
+constexpr uint64_t SILENCE_US = 22 * SECOND_US;   // in which the upgrade's silence is noticed
+constexpr uint64_t HALF_WAY_US = 1'000;           // of an upgrade, on most machines
 constexpr uint64_t PATIENCE_US = 60 * SECOND_US;
 constexpr uint64_t DESCRIPTORS_OF_A_SERVICE = 4;
 // FNV-1a, 64 bits, of everything that passed.
@@ -42,11 +44,17 @@ public:
     SoakRun(uint64_t seed, ServiceModule& service)
         : platform_(rules_of(seed)), faults_(seed ^ 0xfa017), service_(service), base_descriptors_(open_descriptors())
     {
+        watch_.judges_by_models();
         platform_.bus().hooks.on_send = [this](const handed_over_t& record) { return decide(record); };
         platform_.bus().hooks.on_tap = [this](const tarn_tap_head_t& head, const kest_event_t& event) {
             trace_.add(&head, sizeof head);
             trace_.add(&event, KEST_EVENT_HEAD_SIZE + event.msg_len);
-            if (head.direction != 0) watch_.on_received(head.to, event);
+            if (head.direction != 0) watch_.on_received(head.to, event, now());
+        };
+        platform_.log.on_line = [this](int32_t, int32_t, const char*, const char*, va_list args) {
+            va_arg(args, double);       // seconds
+            va_arg(args, const char*);  // tag
+            watch_.on_log_line(va_arg(args, const char*), now());
         };
     }
 
@@ -224,12 +232,12 @@ private:
         std::vector<uint8_t> database = database_of(fault == upgrade_fault::older ? 1 : ++version_, action.time_us);
         if (fault == upgrade_fault::too_short) database.resize(40);
         if (fault == upgrade_fault::bit_flipped) database[database.size() / 2] ^= 4;
-        watch_.expect_database(database);
         begin_upgrade(std::move(database));
     }
 
     kest_result_t begin_upgrade(std::vector<uint8_t> database)
     {
+        watch_.expect_database(database);
         peers::upgrade_job_t job;
         job.database = std::move(database);
         job.done = [this](const peers::upgrade_result_t& result) {
@@ -309,6 +317,8 @@ private:
         app_->restrictions().cancel();
         station_->switch_off(0);
         run_until(now() + SECOND_US);
+        // It takes half as long as a run does: not in each.
+        if (platform_.schedule().rules().seed % 9 == 2) leaves_an_upgrade();
         if (!end_.broken.empty()) return;
         sees_an_upgrade();
         sees_a_delivery();
@@ -317,12 +327,19 @@ private:
             breaks("I8: " + std::to_string(open_descriptors() - base_descriptors_) + " descriptors are left open");
     }
 
+    // Half-way and for good, as chance hardly ever does: the service gives it up.
+    void leaves_an_upgrade()
+    {
+        begin_upgrade(database_of(1'000'000, 9'000));
+        run_until(now() + HALF_WAY_US);
+        app_->upgrade().cancel();
+        run_until(now() + SILENCE_US);
+    }
+
     void sees_an_upgrade()
     {
-        const std::vector<uint8_t> database = database_of(1'000'000, 5'000);
-        watch_.expect_database(database);
         last_upgrade_.reset();
-        begin_upgrade(database);
+        begin_upgrade(database_of(1'000'000, 5'000));
         if (!until([this] { return last_upgrade_.has_value(); }, PATIENCE_US))
             return breaks("I5: the last upgrade does not end");
         if (end_.broken.empty() && !*last_upgrade_) breaks("I5: the last upgrade fails");

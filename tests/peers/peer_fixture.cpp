@@ -2,6 +2,16 @@
 
 #include "common/digest.h"
 #include "flight_v1_wire.h"
+#include "tfr_wire.h"
+
+using sim::bytes_t;
+
+template <class Record>
+static bytes_t bytes_of(const Record& record)
+{
+    const peers::bytes_view bytes = peers::bytes_of(record);
+    return {bytes.begin(), bytes.end()};
+}
 
 Bus::Bus()
 {
@@ -41,103 +51,113 @@ faults_t ten_from(uint32_t first, const fault_t& fault)
     return faults;
 }
 
-ScriptedService::ScriptedService(const Bus& bus) : endpoint_(bus.endpoint("flight_service", "flight_nfz_upgrade"))
+ScriptedService::ScriptedService(const Bus& bus)
+    : upgrades_(bus.endpoint("flight_service", "flight_nfz_upgrade")),
+      deliveries_(bus.endpoint("flight_service", "flight_srv_fmu"))
 {
-    on(SET_COMMON, ID_UPGRADE_ENTRY, &ScriptedService::entry);
-    on(SET_COMMON, ID_UPGRADE_START, &ScriptedService::start);
-    on(SET_COMMON, ID_UPGRADE_DATA, &ScriptedService::data);
-    on(SET_COMMON, ID_UPGRADE_END, &ScriptedService::end);
-    on(SET_FLYLIMIT, ID_NFZ_READ, &ScriptedService::read);
-    EXPECT_EQ(endpoint_->start(), 0);
+    for (const uint8_t id : {ID_UPGRADE_ENTRY, ID_UPGRADE_START, ID_UPGRADE_DATA, ID_UPGRADE_END})
+        on(*upgrades_, SET_COMMON, id);
+    on(*upgrades_, SET_FLYLIMIT, ID_NFZ_READ);
+    on(*deliveries_, SET_FLIGHT_CONTROLLER, ID_TFR_UPDATE);
+    EXPECT_EQ(upgrades_->start(), 0);
+    EXPECT_EQ(deliveries_->start(), 0);
 }
 
-void ScriptedService::on(uint8_t set, uint8_t id, handler_t handle)
+ScriptedService::~ScriptedService()
 {
-    endpoint_->on_request(set, id, [this, handle](const kest_event_t& event) {
+    upgrades_->stop();
+    deliveries_->stop();
+}
+
+void ScriptedService::on(peers::BusEndpoint& endpoint, uint8_t set, uint8_t id)
+{
+    endpoint.on_request(set, id, [this, &endpoint](const kest_event_t& request) {
         const std::lock_guard lock(mutex_);
-        (this->*handle)(event);
+        const fault_t fault = faults_[requests_++];
+        story_ += (story_.empty() ? "" : " ") + name_of(request);
+        if (fault.restart) model_.restarts();
+        const peers::bytes_view payload = peers::payload_of(request);
+        const auto honest = [&] {
+            return *model_.answer(endpoint.host(), request.peer_host, request.msg_id, {payload.begin(), payload.end()});
+        };
+        bytes_t reply = fault.take ? honest() : refused_by_the_disk(request, fault);
+        if (fault.code) reply[0] = *fault.code;
+        if (fault.answer) endpoint.reply(request, reply);
     });
 }
 
-void ScriptedService::follow(script_t script)
+std::string ScriptedService::name_of(const kest_event_t& request)
+{
+    const peers::bytes_view payload = peers::payload_of(request);
+    if (request.msg_id >> 16 == SET_FLIGHT_CONTROLLER) {
+        update_tfr_req_t fragment = {};
+        EXPECT_TRUE(peers::read_record(payload, fragment));
+        EXPECT_EQ(payload.size(), sizeof fragment + fragment.data_size);
+        if (fragment.type != UPDATE_DATA) return fragment.type == UPDATE_REQ ? "s" : "f";
+        return std::to_string(fragment.pkg_seq);
+    }
+    upgrade_data_transfer_req_t block = {};
+    switch (peers::id_of(request)) {
+        case ID_UPGRADE_ENTRY:
+            return "e";
+        case ID_UPGRADE_START:
+            return "s";
+        case ID_UPGRADE_DATA:
+            EXPECT_TRUE(peers::read_record(payload, block));
+            return std::to_string(block.block_number);
+        case ID_UPGRADE_END:
+            return "f";
+        default:
+            return "r";
+    }
+}
+
+bytes_t ScriptedService::refused_by_the_disk(const kest_event_t& request, const fault_t& fault)
+{
+    if (peers::set_of(request) == SET_COMMON) return model_.upgrade.does_not_fit();
+    return model_.areas.does_not_fit(bytes_t(fault.litter ? 1 : 0));
+}
+
+void ScriptedService::follow(faults_t faults)
 {
     const std::lock_guard lock(mutex_);
-    script_ = std::move(script);
-    seen_ = {};
+    faults_ = std::move(faults);
+    requests_ = 0;
+    story_.clear();
 }
 
-ScriptedService::seen_t ScriptedService::seen() const
+std::string ScriptedService::story() const
 {
     const std::lock_guard lock(mutex_);
-    return seen_;
+    return story_;
 }
 
-void ScriptedService::entry(const kest_event_t& event)
+void ScriptedService::holds(bytes_t database)
 {
-    const bool sized = event.msg_len == UPGRADE_ENTRY_REQ_SIZE;
-    const upgrade_request_entry_ack_t ack = {sized ? UPGRADE_RET_OK : UPGRADE_RET_LENGTH, 1, 1};
-    last_ = -1;
-    seen_.received.clear();
-    endpoint_->reply(event, peers::bytes_of(ack));
+    const std::lock_guard lock(mutex_);
+    const upgrade_request_receive_req_t start = {.firmware_size = static_cast<uint32_t>(database.size())};
+    database.resize(std::max<size_t>(database.size(), NFZ_MIN_FIRST_BLOCK));
+    model_.upgrade = sim::UpgradeModel({});
+    for (const bytes_t& data : {database, bytes_t()}) {
+        const upgrade_data_transfer_req_t head = {.block_size = static_cast<uint16_t>(data.size())};
+        bytes_t block = bytes_of(head);
+        block.insert(block.end(), data.begin(), data.end());
+        model_.upgrade.entry(HOST_APP, bytes_t(UPGRADE_ENTRY_REQ_SIZE));
+        model_.upgrade.start(bytes_of(start));
+        model_.upgrade.data(block);
+    }
 }
 
-void ScriptedService::start(const kest_event_t& event)
+bytes_t ScriptedService::database() const
 {
-    upgrade_request_receive_req_t request = {};
-    open_ = peers::read_record(peers::payload_of(event), request);
-    const upgrade_request_receive_ack_t ack = {open_ ? UPGRADE_RET_OK : UPGRADE_RET_LENGTH, UPGRADE_FRAG_LENGTH, {}};
-    size_ = request.firmware_size;
-    endpoint_->reply(event, peers::bytes_of(ack));
+    const std::lock_guard lock(mutex_);
+    return model_.upgrade.file();
 }
 
-void ScriptedService::data(const kest_event_t& event)
+bytes_t ScriptedService::areas() const
 {
-    const fault_t fault = script_.data[static_cast<uint32_t>(seen_.blocks.size())];
-    const uint8_t honest = take(peers::payload_of(event), fault);
-    const upgrade_data_transfer_ack_t ack = {fault.code.value_or(honest), last_};
-    if (fault.answer) endpoint_->reply(event, peers::bytes_of(ack));
-}
-
-uint8_t ScriptedService::take(peers::bytes_view payload, const fault_t& fault)
-{
-    upgrade_data_transfer_req_t request = {};
-    peers::read_record(payload, request);
-    seen_.blocks.push_back(int32_t{request.block_number});
-    if (!open_) return UPGRADE_RET_STATE;
-    if (request.block_size != payload.size() - sizeof request) return UPGRADE_RET_LENGTH;
-    if (!fault.take) return UPGRADE_RET_OK;
-    if (request.block_number != last_ + 1) return UPGRADE_RET_BLOCK_NUMBER;
-    last_ = request.block_number;
-    seen_.received.insert(seen_.received.end(), payload.begin() + sizeof request, payload.end());
-    open_ = seen_.received.size() < size_;
-    return UPGRADE_RET_OK;
-}
-
-void ScriptedService::end(const kest_event_t& event)
-{
-    upgrade_end_req_t request = {};
-    peers::read_record(peers::payload_of(event), request);
-    uint8_t code = open_ ? uint8_t{UPGRADE_RET_STATE} : script_.end_code;
-    const peers::md5_digest_t digest = peers::md5_of(seen_.received);
-    const bool equal = std::equal(digest.begin(), digest.end(), request.md5);
-    if (code == UPGRADE_RET_OK && !equal) code = UPGRADE_RET_RECEIVED_MD5;
-    seen_.end_codes.push_back(code);
-    if (seen_.end_codes.size() > script_.ends_ignored) endpoint_->reply(event, peers::bytes_of(code));
-}
-
-void ScriptedService::read(const kest_event_t& event)
-{
-    seen_.reads++;
-    upgrade_profile_read_file_req_t request = {};
-    upgrade_profile_read_file_ack_t ack = {};
-    peers::read_record(peers::payload_of(event), request);
-    EXPECT_LE(uint32_t{request.read_len}, PROFILE_MAX_READ);
-    const bool inside = request.read_addr + uint64_t{request.read_len} <= script_.file.size();
-    if (inside) std::copy_n(script_.file.begin() + request.read_addr, request.read_len, ack.read_data);
-    ack.ret_code = inside ? PROFILE_RET_OK : PROFILE_RET_SHORT;
-    ack.read_addr = request.read_addr;
-    const size_t used = offsetof(upgrade_profile_read_file_ack_t, read_data) + request.read_len;
-    endpoint_->reply(event, peers::bytes_of(ack).first(inside ? used : sizeof ack));
+    const std::lock_guard lock(mutex_);
+    return model_.areas.file();
 }
 
 std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes)

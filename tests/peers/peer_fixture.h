@@ -13,6 +13,7 @@
 #include "app/app_peer.h"
 #include "common/bus_endpoint.h"
 #include "exit_codes.h"
+#include "model/service_model.h"
 #include "support/scratch.h"
 #include "upgrade_wire.h"
 
@@ -33,11 +34,11 @@ private:
 
 // What happens to a request instead of the honest thing.
 struct fault_t {
-    bool take = true;
+    bool take = true;  // false: it gets lost or, when it is answered, the disk is full
     bool answer = true;
     std::optional<uint8_t> code = std::nullopt;  // in place of the honest one
     bool restart = false;                        // of the service, before the request
-    bool litter = false;                         // a byte gets into the file that is not counted
+    bool litter = false;                         // the full disk keeps a byte of the fragment
 };
 
 // By number of the request, 0 for the first.
@@ -46,46 +47,34 @@ using faults_t = std::map<uint32_t, fault_t>;
 // That request and the nine behind it.
 faults_t ten_from(uint32_t first, const fault_t& fault);
 
-// The service's end of an upgrade and of range reads, in memory.
+// The service's end of upgrades, range reads and deliveries of areas, in memory.
 class ScriptedService {
 public:
     explicit ScriptedService(const Bus& bus);
-    ~ScriptedService() { endpoint_->stop(); }
+    ~ScriptedService();
 
-    struct script_t {
-        faults_t data;  // of the data requests
-        uint8_t end_code = UPGRADE_RET_OK;
-        size_t ends_ignored = 0;
-        std::vector<uint8_t> file;  // that ranges are read from
-    };
-    struct seen_t {
-        std::vector<uint8_t> received;
-        std::vector<int32_t> blocks;
-        std::vector<uint8_t> end_codes;
-        uint32_t reads = 0;
-    };
-    // From now on; what was seen is forgotten.
-    void follow(script_t script);
-    seen_t seen() const;
+    // From now on. The files stay, the story starts afresh.
+    void follow(faults_t faults);
+    // The requests. e: entry, s: start, f: end or finish, r: read, a number: a block or a fragment.
+    std::string story() const;
+
+    // Any bytes, as an upgrade leaves them that is begun anew and then refused.
+    void holds(sim::bytes_t database);
+    sim::bytes_t database() const;
+    sim::bytes_t areas() const;
 
 private:
-    using handler_t = void (ScriptedService::*)(const kest_event_t&);
+    void on(peers::BusEndpoint& endpoint, uint8_t set, uint8_t id);
+    static std::string name_of(const kest_event_t& request);
+    sim::bytes_t refused_by_the_disk(const kest_event_t& request, const fault_t& fault);
 
-    void on(uint8_t set, uint8_t id, handler_t handle);
-    void entry(const kest_event_t& event);
-    void start(const kest_event_t& event);
-    void data(const kest_event_t& event);
-    uint8_t take(peers::bytes_view payload, const fault_t& fault);
-    void end(const kest_event_t& event);
-    void read(const kest_event_t& event);
-
-    std::unique_ptr<peers::BusEndpoint> endpoint_;
+    std::unique_ptr<peers::BusEndpoint> upgrades_;
+    std::unique_ptr<peers::BusEndpoint> deliveries_;
     mutable std::mutex mutex_;  // guards everything below
-    script_t script_;
-    seen_t seen_;
-    bool open_ = false;
-    uint32_t size_ = 0;
-    int32_t last_ = -1;
+    faults_t faults_;
+    uint32_t requests_ = 0;
+    std::string story_;
+    sim::ServiceModel model_;
 };
 
 // The bytes behind which the digest stands that they call for.

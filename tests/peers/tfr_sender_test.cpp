@@ -1,7 +1,8 @@
 #include "app/tfr_sender.h"
 
+#include "peer_fixture.h"
 #include "tfr_file/tfr_file.h"
-#include "tfr_keeper.h"
+#include "tfr_wire.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ protected:
     }
 
     Bus bus;
-    TfrKeeper service{bus};
+    ScriptedService service{bus};
     std::unique_ptr<peers::AppPeer> app = bus.app();
     peers::tfr_options_t options;
     std::vector<uint8_t> file = file_of(45);  // 1250 bytes: five fragments, the last one of 230
@@ -44,7 +45,7 @@ TEST_F(Delivery, ArrivesByteForByteAndIsNotSentTwice)
     const peers::transfer_result_t result = sent();
     EXPECT_EQ(result.outcome, transfer_outcome::done);
     EXPECT_EQ(service.story(), "s 0 1 2 3 4 f");
-    EXPECT_EQ(service.file(), file);
+    EXPECT_EQ(service.areas(), file);
     EXPECT_EQ(result.bytes, file.size());
     EXPECT_EQ(result.blocks, FRAGMENTS);
     EXPECT_EQ(result.resends, 0u);
@@ -63,8 +64,7 @@ TEST_F(Delivery, ResumesWhereTheServiceIs)
         // 0 is taken twice: it starts afresh. 2 and 4 are taken and the second ones refused, 4 in the finish state.
         {"fragments", {{1, lost_answer}, {4, lost_answer}, {6, lost}, {8, lost_answer}}, "s 0 0 1 2 2 3 3 4 4 f"},
         {"refusals",
-         {{2, {.take = false, .code = TFR_UPDATE_SEQ_NOT_CONTINUE}},
-          {4, {.take = false, .code = TFR_UPDATE_SAVE_DATA_FAIL}}},
+         {{2, {.take = false, .code = TFR_UPDATE_SEQ_NOT_CONTINUE}}, {4, {.take = false}}},
          "s 0 1 1 2 2 3 4 f"},
         // A second finish would empty the file that the first one has accepted.
         {"answer to the finish", {{6, lost_answer}}, "s 0 1 2 3 4 f s"},
@@ -77,7 +77,7 @@ TEST_F(Delivery, ResumesWhereTheServiceIs)
         const peers::transfer_result_t result = sent();
         EXPECT_EQ(result.outcome, transfer_outcome::done) << result.what;
         EXPECT_EQ(service.story(), story);
-        EXPECT_EQ(service.file(), file);
+        EXPECT_EQ(service.areas(), file);
         EXPECT_FALSE(result.already_there);
     }
 }
@@ -102,7 +102,7 @@ TEST_F(Delivery, GivesUpOnASilentServiceAfterTheLastTryOrWhenItIsCancelled)
 TEST_F(Delivery, EveryRefusalIsExplained)
 {
     using outcome = transfer_outcome;
-    const fault_t half_written = {.take = false, .code = TFR_UPDATE_SAVE_DATA_FAIL, .litter = true};
+    const fault_t half_written = {.take = false, .litter = true};
     const std::tuple<uint32_t, fault_t, outcome, uint8_t, const char*> cases[] = {
         {0, {.code = TFR_UPDATE_PACKET_DATA_ERROR}, outcome::unexpected, TFR_UPDATE_PACKET_DATA_ERROR, ""},
         {1, {.code = TFR_UPDATE_STATE_ERROR}, outcome::refused_state, TFR_UPDATE_STATE_ERROR, ""},
@@ -140,7 +140,7 @@ TEST_F(Delivery, WrongDigestIsRefusedAndNotTakenForDelivered)
     EXPECT_EQ(result.code, TFR_UPDATE_MD5_CHECK_FAIL);
     service.follow({{6, {.answer = false}}});
     EXPECT_EQ(sent().outcome, transfer_outcome::verification);
-    EXPECT_TRUE(service.file().empty());
+    EXPECT_TRUE(service.areas().empty());
 }
 
 // Fragments have 16-bit numbers: the answer to the last possible one names 0 as the next.
@@ -151,7 +151,7 @@ TEST_F(Delivery, AsManyFragmentsAsThereAreNumbers)
     file.resize(65536 - 16);
     file = with_digest(file);
     EXPECT_EQ(sent().outcome, transfer_outcome::done);
-    EXPECT_EQ(service.file(), file);
+    EXPECT_EQ(service.areas(), file);
     file.push_back(0);
     const auto unsent = [](const peers::transfer_result_t&) { FAIL(); };
     EXPECT_EQ(app->restrictions().begin({file, options, {}, unsent}), -EFBIG);

@@ -4,7 +4,7 @@
 
 #include "exit_codes.h"
 #include "peer_fixture.h"
-#include "tfr_keeper.h"
+#include "tfr_wire.h"
 #include "units.h"
 #include "watch_filter.h"
 
@@ -61,16 +61,16 @@ TEST_F(Tool, MakesADatabaseSendsItAndReadsItBack)
     EXPECT_EQ(found["head"]["version"], "2.0.0.1");
     EXPECT_EQ(found["kept"], true);
     expect("nfz send " + file + route, exit_code::ok);
-    service.follow({.file = service.seen().received});
     expect("nfz read -o " + again + route, exit_code::ok);
     EXPECT_EQ(text_of(again), text_of(file));
     expect("nfz read --offset 0 --length 16" + route, exit_code::ok, "00000000  6e 6f 2d 66");
 
-    service.follow({.end_code = UPGRADE_RET_FILE_MD5, .file = std::vector<uint8_t>(1000, 7)});
+    service.holds(std::vector<uint8_t>(1000, 7));
     expect("nfz read" + route, exit_code::verification);
-    expect("nfz send " + file + route, exit_code::verification);
-    service.follow({.data = {{0, {.take = false, .code = UPGRADE_RET_NOT_NEWER}}}});
     expect("nfz send " + file + route, exit_code::refused_older, "newer database");
+    service.holds({});
+    service.follow({{69, {.code = UPGRADE_RET_FILE_MD5}}});  // behind entry, start and 67 blocks
+    expect("nfz send " + file + route, exit_code::verification);
 
     std::ofstream(file, std::ios::app) << "x";
     expect("nfz inspect " + file, exit_code::bad_input, "discards it");
@@ -112,11 +112,11 @@ TEST_F(Tool, RestrictionsGoThroughTheToolByteForByteAndOntoMaps)
 
 TEST_F(Tool, SendsRestrictionsOnce)
 {
-    TfrKeeper service(bus);
+    ScriptedService service(bus);
     const std::string send = "tfr send " + file + route;
     vela("tfr make " SAMPLE_AREAS " -o " + file);
     expect(send, exit_code::ok, "2 fragments, 0 sent again");
-    EXPECT_EQ(service.file().size(), text_of(file).size());
+    EXPECT_EQ(service.areas().size(), text_of(file).size());
     EXPECT_EQ(json_of(send)["already_there"], true);
     expect(send, exit_code::ok, "nothing was sent");
     EXPECT_EQ(service.story(), "s 0 1 f s s");

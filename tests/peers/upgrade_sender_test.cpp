@@ -7,7 +7,6 @@
 namespace {
 
 using peers::upgrade_outcome;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr uint32_t BLOCKS = 5;
@@ -34,8 +33,8 @@ TEST_F(Upgrade, ArrivesByteForByteInBlocksOfTheSizeGranted)
 {
     const peers::upgrade_result_t result = sent();
     EXPECT_EQ(result.outcome, upgrade_outcome::done);
-    EXPECT_EQ(service.seen().received, database);
-    EXPECT_THAT(service.seen().blocks, ElementsAre(0, 1, 2, 3, 4));
+    EXPECT_EQ(service.database(), database);
+    EXPECT_EQ(service.story(), "e s 0 1 2 3 4 f");
     EXPECT_EQ(result.bytes, database.size());
     EXPECT_EQ(result.blocks, BLOCKS);
     EXPECT_EQ(result.resends, 0u);
@@ -49,47 +48,49 @@ TEST_F(Upgrade, ResumesWhereTheServiceIs)
 {
     const fault_t lost_answer = {.answer = false};
     const fault_t lost = {.take = false, .answer = false};
-    const std::tuple<const char*, faults_t, std::vector<int32_t>> cases[] = {
-        {"an answer is lost", {{2, lost_answer}}, {0, 1, 2, 2, 3, 4}},
+    const std::tuple<const char*, faults_t, std::string> cases[] = {
+        {"an answer is lost", {{4, lost_answer}}, "e s 0 1 2 2 3 4 f"},
         // The service takes no more blocks once it has all of them, and says "not now" to the repeated last one.
-        {"the last answer is lost", {{4, lost_answer}}, {0, 1, 2, 3, 4, 4}},
-        {"blocks are lost", {{0, lost}, {3, lost}}, {0, 0, 1, 2, 2, 3, 4}},
-        {"not written", {{1, {.take = false, .code = UPGRADE_RET_NOT_WRITTEN}}}, {0, 1, 1, 2, 3, 4}},
+        {"the last answer is lost", {{6, lost_answer}}, "e s 0 1 2 3 4 4 f"},
+        {"blocks are lost", {{2, lost}, {5, lost}}, "e s 0 0 1 2 2 3 4 f"},
+        {"the disk is full", {{3, {.take = false}}}, "e s 0 1 1 2 3 4 f"},
+        {"the answer to the end is lost", {{7, lost_answer}}, "e s 0 1 2 3 4 f f"},
     };
-    for (const auto& [name, faults, blocks] : cases) {
+    for (const auto& [name, faults, story] : cases) {
         SCOPED_TRACE(name);
-        service.follow({.data = faults});
+        service.follow(faults);
         const peers::upgrade_result_t result = sent();
         EXPECT_EQ(result.outcome, upgrade_outcome::done);
-        EXPECT_EQ(service.seen().blocks, blocks);
-        EXPECT_EQ(service.seen().received, database);
+        EXPECT_EQ(service.story(), story);
+        EXPECT_EQ(service.database(), database);
         EXPECT_GE(result.resends, 1u);
     }
-    service.follow({.ends_ignored = 1});
-    EXPECT_EQ(sent().outcome, upgrade_outcome::done);
-    EXPECT_EQ(service.seen().end_codes.size(), 2u) << "an end request whose answer is lost is asked again";
 }
 
 TEST_F(Upgrade, GivesUpAfterTheLastTryAndWithdrawsOnlyWhenAskedAndWhenTheOldDatabaseIsGone)
 {
-    service.follow({.data = ten_from(1, {.take = false, .answer = false})});
+    service.follow(ten_from(3, {.take = false, .answer = false}));
     EXPECT_EQ(sent().outcome, upgrade_outcome::no_answer);
-    EXPECT_THAT(service.seen().blocks, ElementsAre(0, 1, 1, 1));
-    service.follow({.data = ten_from(2, {.take = false, .code = UPGRADE_RET_NOT_WRITTEN})});
+    EXPECT_EQ(service.story(), "e s 0 1 1 1");
+    service.follow(ten_from(4, {.take = false}));
     const peers::upgrade_result_t full = sent();
     EXPECT_EQ(full.outcome, upgrade_outcome::far_disk);
     EXPECT_EQ(full.code, UPGRADE_RET_NOT_WRITTEN);
     EXPECT_THAT(full.what, HasSubstr("2 of 5 blocks"));
-    EXPECT_THAT(service.seen().blocks, ElementsAre(0, 1, 2, 2, 2));
-    EXPECT_TRUE(service.seen().end_codes.empty()) << "no end request unless asked for";
+    EXPECT_EQ(service.story(), "e s 0 1 2 2 2") << "no end request unless asked for";
 
     options.withdraw_on_failure = true;
-    service.follow({.data = {{0, {.take = false, .code = UPGRADE_RET_NOT_NEWER}}}});
+    const std::vector<uint8_t> newer = peers::build_nfz_file({{2, 0, 0, 2}, 0, 0, {}});
+    service.holds(newer);
+    service.follow({});
     EXPECT_EQ(sent().outcome, upgrade_outcome::refused_older);
-    EXPECT_TRUE(service.seen().end_codes.empty());
-    service.follow({.data = {{1, {.take = false, .code = UPGRADE_RET_STATE}}}});
+    EXPECT_EQ(service.story(), "e s 0");
+    EXPECT_EQ(service.database(), newer);
+    service.holds({});
+    service.follow({{3, {.code = UPGRADE_RET_STATE}}});
     EXPECT_EQ(sent().outcome, upgrade_outcome::refused_state);
-    EXPECT_THAT(service.seen().end_codes, ElementsAre(UPGRADE_RET_STATE));
+    EXPECT_EQ(service.story(), "e s 0 1 f");
+    EXPECT_TRUE(service.database().empty());
 }
 
 TEST_F(Upgrade, EveryRefusalIsExplained)
@@ -102,7 +103,7 @@ TEST_F(Upgrade, EveryRefusalIsExplained)
         {0x77, upgrade_outcome::unexpected},
     };
     for (const auto& [code, outcome] : cases) {
-        service.follow({.end_code = code});
+        service.follow({{7, {.code = code}}});
         const peers::upgrade_result_t result = sent();
         EXPECT_EQ(result.outcome, outcome) << int{code};
         EXPECT_EQ(result.code, code);
@@ -112,7 +113,7 @@ TEST_F(Upgrade, EveryRefusalIsExplained)
 
 TEST_F(Upgrade, CancelEndsItOnce)
 {
-    service.follow({.data = ten_from(1, {.answer = false})});
+    service.follow(ten_from(3, {.answer = false}));
     std::atomic<int> ends = 0;
     peers::upgrade_job_t endless = job();
     endless.done = [&](const peers::upgrade_result_t& ended) {
@@ -120,7 +121,7 @@ TEST_F(Upgrade, CancelEndsItOnce)
         ends++;
     };
     app->upgrade().begin(endless);
-    ASSERT_TRUE(soon([&] { return service.seen().blocks.size() >= 2; }));
+    ASSERT_TRUE(soon([&] { return service.story().ends_with("1"); }));
     app->upgrade().cancel();
     app->upgrade().cancel();
     EXPECT_EQ(ends, 1);
@@ -155,12 +156,14 @@ TEST_F(Reading, FindsTheExactEndOfFilesOfEverySize)
 {
     for (const size_t size : {1u, 2u, 17u, 134u, 135u, 269u, 270u, 271u, 405u, 539u, 540u, 541u, 4096u, 10000u}) {
         const std::vector<uint8_t> file = peers::generate_nfz_content({1, 2, 3, 4}, size);
-        service.follow({.file = file});
+        service.holds(file);
+        service.follow({});
         const peers::read_result_t result = read();
         EXPECT_EQ(result.outcome, peers::read_outcome::done) << size;
         EXPECT_EQ(result.data, file) << size;
         EXPECT_TRUE(result.whole_file);
-        EXPECT_LE(service.seen().reads, size / PROFILE_MAX_READ + 10) << size;
+        const std::string story = service.story();
+        EXPECT_LE(std::count(story.begin(), story.end(), 'r'), size / PROFILE_MAX_READ + 10) << size;
     }
 }
 
@@ -168,7 +171,7 @@ TEST_F(Reading, RangeIsExactlyThatRange)
 {
     EXPECT_EQ(read().outcome, peers::read_outcome::no_database);
     const std::vector<uint8_t> file = peers::generate_nfz_content({1, 2, 3, 4}, 3000);
-    service.follow({.file = file});
+    service.holds(file);
     const peers::read_result_t result = read({.offset = 100, .length = 1000});
     EXPECT_EQ(result.outcome, peers::read_outcome::done);
     EXPECT_EQ(result.data, std::vector<uint8_t>(file.begin() + 100, file.begin() + 1100));
