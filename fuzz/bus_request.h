@@ -20,7 +20,7 @@ public:
     bytes_t bytes(size_t count)
     {
         count = std::min(count, left_);
-        const bytes_t taken(data_, data_ + count);
+        bytes_t taken(data_, data_ + count);
         data_ += count;
         left_ -= count;
         return taken;

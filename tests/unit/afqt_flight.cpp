@@ -89,9 +89,9 @@ texts_t AfqtFlight::flown()
     return texts;
 }
 
-void AfqtFlight::expect_after(int ticks, uint8_t state, const texts_t& messages, std::source_location where)
+void AfqtFlight::expect_after(int ticks, uint8_t state, const texts_t& messages, const char* file, int line)
 {
-    const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()), "");
+    const testing::ScopedTrace trace(file, line, "");
     tick(ticks);
     EXPECT_EQ(ext(), state);
     EXPECT_EQ(flown(), messages);

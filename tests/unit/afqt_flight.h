@@ -1,8 +1,6 @@
 // Whole flights, station by station, and what is said on the way.
 #pragma once
 
-#include <source_location>
-
 #include "afqt_stand.h"
 
 inline constexpr const char* TAKEOFF = "0306 03/2a: 01";
@@ -33,6 +31,6 @@ protected:
     texts_t flown();  // messages since the last call but heartbeats and the three questions for the tag file
 
     // So many ticks lead to this state, with these messages since the last look at them.
-    void expect_after(int ticks, uint8_t state, const texts_t& messages,
-                      std::source_location where = std::source_location::current());
+    void expect_after(int ticks, uint8_t state, const texts_t& messages, const char* file = __builtin_FILE(),
+                      int line = __builtin_LINE());
 };

@@ -44,10 +44,11 @@ TEST_F(AfqtMessages, HaveTheirBytes)
     for (const float value : {1.f, 2.f, 3.f, 4.f, 5.f, 6.f, 7.f, 8.f, 9.f, -10.f})
         pro = pro + f32(value);
     expect_to_fc(0x8e, pro, send_pro_ctrl_data_packed(0x9b, 0x234, sticks, vel, acc, vert));
-    for (int missing = 0; missing < 4; ++missing)
+    for (int missing = 0; missing < 4; ++missing) {
         EXPECT_EQ(send_pro_ctrl_data_packed(0, 0, missing == 0 ? nullptr : sticks, missing == 1 ? nullptr : vel,
                                             missing == 2 ? nullptr : acc, missing == 3 ? nullptr : vert),
                   1);
+    }
     EXPECT_THAT(sent(), IsEmpty());
 
     expect_sent(0x0306, 0x22, 0x49, {2, 3, 1, 15, 0, 0x2c, 1, 25, 0, 60, 0xb2},  // loop 18, method 1, point 1

@@ -40,8 +40,8 @@ TEST_F(MessagePath, UsesNoHeap)
         SCOPED_TRACE(round);
         const uint64_t allowed = round == 0 ? UINT64_MAX : 0;
         EXPECT_LE(heap_calls_of([&] { bus.delivers(blocks[round]); }), allowed) << "data block";
-        for (const auto& [what, message] : messages)
-            EXPECT_LE(heap_calls_of([&] { bus.delivers(message); }), allowed) << what;
+        for (const auto& named : messages)
+            EXPECT_LE(heap_calls_of([&] { bus.delivers(named.second); }), allowed) << named.first;
         for (const std::string& timer : timers)
             EXPECT_LE(heap_calls_of([&] { clock.ticks(timer); }), allowed) << timer;
     }

@@ -113,7 +113,7 @@ numbers_t MotionListMutants::taken(AfqtMotionBase& motion, const std::string& pa
             return {motion.check_finish() == MOTION_DOING ? 1.0 : 0.0};
         default: {
             cJSON* parsed = cJSON_Parse(para_cfg.c_str());
-            const numbers_t numbers = of_line(read_line_cfg(parsed));
+            numbers_t numbers = of_line(read_line_cfg(parsed));
             cJSON_Delete(parsed);
             return numbers;
         }

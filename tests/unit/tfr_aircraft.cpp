@@ -61,6 +61,12 @@ bytes_t tfr_file(const areas_t& areas, uint8_t uid)
     return with_digest(file + uid_of(uid) + zeros(16));
 }
 
+uint32_t u32_at(const bytes_t& bytes, size_t offset)
+{
+    const bytes_t four = part(bytes, offset, offset + 4);
+    return uint32_t{four[0]} | uint32_t{four[1]} << 8 | uint32_t{four[2]} << 16 | uint32_t{four[3]} << 24;
+}
+
 float model_distance(double lat, double lng, int32_t center_lat, int32_t center_lng, uint16_t radius)
 {
     const float center_lat_rad = static_cast<float>(center_lat) * 1e-6f * 0.017453292f;
@@ -103,8 +109,9 @@ bytes_t TfrAircraft::sends(uint32_t number, uint32_t total, const bytes_t& data)
 
 bytes_t TfrAircraft::sends_all(const bytes_t& file)
 {
-    for (uint32_t number = 0; number * 255 < file.size(); ++number) {
-        const bytes_t reply = sends(number, uint32_t(file.size()), part(file, number * 255, number * 255 + 255));
+    for (uint32_t number = 0; size_t{number} * 255 < file.size(); ++number) {
+        const size_t begin = size_t{number} * 255;
+        const bytes_t reply = sends(number, uint32_t(file.size()), part(file, begin, begin + 255));
         EXPECT_EQ(reply, (bytes_t{0, 1} + u16(number + 1) + zeros(14)));
     }
     return finishes();
@@ -134,8 +141,7 @@ bytes_t TfrAircraft::push_after_tick()
 std::string TfrAircraft::tick()
 {
     const bytes_t push = push_after_tick();
-    const uint32_t id = push[18] | push[19] << 8 | push[20] << 16 | uint32_t{push[21]} << 24;
-    return std::to_string(push[17]) + "/" + std::to_string(push[16]) + ":" + std::to_string(id);
+    return std::to_string(push[17]) + "/" + std::to_string(push[16]) + ":" + std::to_string(u32_at(push, 18));
 }
 
 texts_t TfrAircraft::ticks(int count)

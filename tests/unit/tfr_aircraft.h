@@ -26,6 +26,8 @@ texts_t in_hex(const std::string& before, const bytes_t& bytes);  // "before0x5a
 bytes_t uid_of(uint8_t first);  // 16 bytes, each one more than the last
 bytes_t tfr_file(const areas_t& areas, uint8_t uid = 0xa0);
 
+uint32_t u32_at(const bytes_t& bytes, size_t offset);
+
 // As stated, with the rounding of every step.
 float model_distance(double lat, double lng, int32_t center_lat, int32_t center_lng, uint16_t radius);
 
@@ -33,7 +35,7 @@ float model_distance(double lat, double lng, int32_t center_lat, int32_t center_
 struct model_t {
     void add(float distance);
 
-    std::array<float, 5> distance = {40076000, 40076000, 40076000, 40076000, 40076000};
+    std::array<float, 5> distance = {40076000.f, 40076000.f, 40076000.f, 40076000.f, 40076000.f};
     std::array<int, 5> which = {-1, -1, -1, -1, -1};
     size_t num = 0;
 

@@ -116,7 +116,7 @@ static reading_t reading_of(const bytes_t& file)
     const auto take = [&](size_t size) {
         return offset + size <= file.size() ? part(file, offset, offset + size) : zeros(size);
     };
-    for (unsigned left = file[0] | file[1] << 8; left > 0; --left) {
+    for (int left = file[0] | file[1] << 8; left > 0; --left) {
         const size_t corners = take(5)[4], length = 27 + 8 * corners;
         if (corners > 10) return reading;
         const bytes_t record = take(length);
@@ -145,8 +145,7 @@ static bytes_t mutated(bytes_t file, std::mt19937& random)
 
 static int32_t coordinate(const bytes_t& item, size_t offset)
 {
-    return static_cast<int32_t>(item[offset] | item[offset + 1] << 8 | item[offset + 2] << 16 |
-                                uint32_t{item[offset + 3]} << 24);
+    return static_cast<int32_t>(u32_at(item, offset));
 }
 
 // Mostly on a coarse grid around the aircraft, for ties; now and then anything that 32 bits can say.

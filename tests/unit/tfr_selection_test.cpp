@@ -150,13 +150,13 @@ TEST_F(TfrSelection, TickOpensTheFileOnceAndUsesNoHeap)
     const int watch = inotify_init1(IN_NONBLOCK);
     ASSERT_GE(inotify_add_watch(watch, TFR, IN_OPEN | IN_CLOSE), 0);
     EXPECT_EQ(push_after_tick(), push_of(uid_of(0xa0), 5, 0, many[490].item()));
-    inotify_event events[16] = {};
-    const ssize_t length = read(watch, events, sizeof events);
+    std::vector<inotify_event> events(16);
+    const ssize_t length = read(watch, events.data(), events.size() * sizeof(inotify_event));
     close(watch);
     EXPECT_EQ(length, ssize_t{2 * sizeof(inotify_event)});
     EXPECT_EQ(events[0].mask, uint32_t{IN_OPEN});
     EXPECT_EQ(events[1].mask, uint32_t{IN_CLOSE_NOWRITE});
-    for (const size_t next : {489, 491, 488, 492})
+    for (const size_t next : {489u, 491u, 488u, 492u})
         EXPECT_EQ(part(push_after_tick(), 18, 125), many[next].item()) << next;
     expect_no_heap("good file");
     const bytes_t one = tfr_file({{1, 0, 0}});

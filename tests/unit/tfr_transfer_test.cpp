@@ -147,16 +147,15 @@ TEST_F(TfrTransfer, FullDiskTakesAPieceThatTheDigestFinds)
     shell("mount -t tmpfs -o size=4k tmpfs /tmp/EMMC");
     const bytes_t big = tfr_file(areas_t(200, {1, 2, 3}));
     uint32_t number = 0;
-    const auto fragment = [&] {
-        return sends(number, uint32_t(big.size()), part(big, number * 255, number * 255 + 255));
-    };
+    const auto begin = [&] { return size_t{number} * 255; };
+    const auto fragment = [&] { return sends(number, uint32_t(big.size()), part(big, begin(), begin() + 255)); };
     for (; number < 16; ++number)
         EXPECT_EQ(fragment(), next(number + 1));
     EXPECT_EQ(fragment(), next(16, 4)) << "a page holds 4096 bytes";
     EXPECT_EQ(get_tfr_saved_data_size(), 16u * 255);
     EXPECT_EQ(file_bytes(TFR).size(), 4096u) << "what was written stays, uncounted";
     shell("mount -o remount,size=64k /tmp/EMMC");
-    for (; number * 255 < big.size(); ++number)
+    for (; begin() < big.size(); ++number)
         EXPECT_EQ(fragment(), next(number + 1));
     EXPECT_EQ(finishes(), finished(8));
     expect_state(TFR_UPDATE_STATE_IDLE, 0);

@@ -129,10 +129,11 @@ TEST_F(Upgrade, OlderDatabaseIsRefusedUnlessTheMarkerAllowsIt)
         EXPECT_EQ(file_bytes(DATABASE) == stored, code != 0);
         return log.texts("check_version_need_update");
     };
-    for (const auto& [received, text, numbers] : cases)
+    for (const auto& [received, text, numbers] : cases) {
         EXPECT_THAT(texts_of_first_block(database({1, 2, 3, 4}), received, text == latest ? 0xdd : 0),
                     ElementsAre(not_there, "read     version:[1.2.3.4]\n",
                                 std::string("received version:") + numbers + "\n", text));
+    }
     EXPECT_THAT(texts_of_first_block(bytes_t(127, 0xff), {0, 0, 0, 1}, 0),
                 ElementsAre(not_there, "cannot read head from database, need update\n"));
     write_file(ROLLBACK_MARKER, {});
