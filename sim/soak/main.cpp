@@ -26,7 +26,10 @@ int run(int argc, char** argv)
     command.add_option("minutes", options.minutes, "how long")->check(CLI::PositiveNumber)->capture_default_str();
     command.add_option("--seeds", options.seeds, "so many seeds instead");
     command.add_option("--first", options.first, "the first seed; else by the date");
-    command.add_option("--jobs", options.jobs, "so many at once")->check(CLI::Range(1, 256))->capture_default_str();
+    command.add_option("--jobs", options.jobs, "so many at once")
+        ->check(CLI::Range(1, 256))
+        ->capture_default_str()
+        ->take_last();
     command.add_flag("--twice", options.twice, "run each seed a second time and compare the traces");
     command.add_flag("--json", options.as_json, "print JSON instead of text");
     command.add_option("--replay", options.replay, "run this seed only, and say what happens in it");

@@ -11,6 +11,7 @@
 #include "flight_controller/flight_controller.h"
 #include "flight_v1_wire.h"
 #include "platform/platform.h"
+#include "soak/judge.h"
 #include "soak/soak_files.h"
 #include "soak/watch.h"
 
@@ -44,17 +45,18 @@ public:
     SoakRun(uint64_t seed, ServiceModule& service)
         : platform_(rules_of(seed)), faults_(seed ^ 0xfa017), service_(service), base_descriptors_(open_descriptors())
     {
-        watch_.judges_by_models();
         platform_.bus().hooks.on_send = [this](const handed_over_t& record) { return decide(record); };
         platform_.bus().hooks.on_tap = [this](const tarn_tap_head_t& head, const kest_event_t& event) {
             trace_.add(&head, sizeof head);
             trace_.add(&event, KEST_EVENT_HEAD_SIZE + event.msg_len);
-            if (head.direction != 0) watch_.on_received(head.to, event, now());
+            if (head.direction == 0) return;
+            watch_.on_received(head.to, event);
+            judge_.on_received(head.to, event, now());
         };
         platform_.log.on_line = [this](int32_t, int32_t, const char*, const char*, va_list args) {
             va_arg(args, double);       // seconds
             va_arg(args, const char*);  // tag
-            watch_.on_log_line(va_arg(args, const char*), now());
+            judge_.on_log_line(va_arg(args, const char*), now());
         };
     }
 
@@ -107,7 +109,9 @@ private:
     void look()
     {
         watch_.on_event(now());
+        judge_.on_event(now());
         if (!watch_.broken().empty()) breaks(watch_.broken());
+        if (!judge_.broken().empty()) breaks(judge_.broken());
     }
 
     void breaks(const std::string& what)
@@ -153,6 +157,7 @@ private:
         if (service_.runs()) return;
         platform_.as(SERVICE, [this] { service_.launch(); });
         watch_.on_service_launched(now());
+        judge_.on_service_launched();
         counts_.launches++;
     }
 
@@ -167,6 +172,7 @@ private:
         platform_.end(SERVICE);
         service_.kill();
         watch_.on_service_killed();
+        judge_.on_service_killed();
         platform_.call_at(now() + back_after_us, [this] { launch(); });
     }
 
@@ -237,7 +243,7 @@ private:
 
     kest_result_t begin_upgrade(std::vector<uint8_t> database)
     {
-        watch_.expect_database(database);
+        judge_.expect_database(database);
         peers::upgrade_job_t job;
         job.database = std::move(database);
         job.done = [this](const peers::upgrade_result_t& result) {
@@ -293,6 +299,7 @@ private:
     std::optional<kest_result_t> decide(const handed_over_t& record)
     {
         watch_.on_handed_over(record, now());
+        judge_.on_handed_over(record);
         if (now() < refused_until_us_ && faults_.one_in(refused_one_in_)) {
             counts_.refused++;
             return -EAGAIN;
@@ -386,6 +393,7 @@ private:
     Random faults_;
     ServiceModule& service_;
     Watch watch_;
+    Judge judge_;
     Trace trace_;
     soak_end_t end_;
     soak_counts_t counts_;

@@ -8,12 +8,8 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <utility>
 
 #include "afqt_wire.h"
-#include "common/digest.h"
 #include "flight_v1_wire.h"
 #include "upgrade_wire.h"
 
@@ -21,11 +17,6 @@ namespace sim {
 namespace {
 
 constexpr const char* DATABASE = "/tmp/NFZ/nfz.bin";
-constexpr const char* AREAS = "/tmp/EMMC/nfz_tfr.bin";
-constexpr std::string_view SILENCE_TEXT = "too long time not receive one packet for upgrade, timeout:";
-constexpr std::string_view DAMAGE_TEXT = "ERROR: md5 check fail, tfr file is not ok";
-constexpr uint64_t SILENCE_US = 20'000'000;
-constexpr uint64_t SILENCE_NOTICED_US = 21'000'000;  // by a tick in each half second, however late
 constexpr uint64_t HOLD_PERIOD_US = 500'000;
 constexpr uint64_t HOLD_SLACK_US = 200'000;
 
@@ -35,14 +26,12 @@ constexpr uint32_t message(uint8_t set, uint8_t id)
 }
 
 constexpr uint32_t ENTRY = message(SET_COMMON, ID_UPGRADE_ENTRY);
-constexpr uint32_t START = message(SET_COMMON, ID_UPGRADE_START);
 constexpr uint32_t DATA = message(SET_COMMON, ID_UPGRADE_DATA);
 constexpr uint32_t END = message(SET_COMMON, ID_UPGRADE_END);
 constexpr uint32_t READ = message(SET_FLYLIMIT, ID_NFZ_READ);
 constexpr uint32_t HOLD = message(SET_FLIGHT_CONTROLLER, ID_SET_MOTOR_ERR);
 constexpr uint32_t STICKS = message(SET_FLIGHT_CONTROLLER, CMD_ID_CTRL_DATA);
 constexpr uint32_t EXTERNAL = message(SET_FLIGHT_CONTROLLER, CMD_ID_MISSION_ONOFF);
-constexpr uint32_t AREAS_PUSH = message(SET_FLYLIMIT, ID_TFR_PUSH);
 constexpr uint32_t SWITCH = message(SET_AFQT, CMD_ID_AFQT_CMD);
 
 bool is_service(uint16_t host)
@@ -60,39 +49,6 @@ bool is_known_length(uint32_t length)
 {
     static constexpr std::array<uint32_t, 8> LENGTHS = {1, 3, 5, 6, 18, 30, 61, 71};
     return std::find(LENGTHS.begin(), LENGTHS.end(), length) != LENGTHS.end() || (length >= 5 && length <= 275);
-}
-
-bytes_t file_bytes(const char* path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Without numbers, by which a seed that is cut down stays with the same fault.
-std::string request_text(uint32_t msg_id)
-{
-    switch (msg_id) {
-        case ENTRY:
-            return "an entry";
-        case START:
-            return "a start";
-        case DATA:
-            return "a block";
-        case END:
-            return "an end";
-        case READ:
-            return "a read";
-        default:
-            return "a request of a delivery";
-    }
-}
-
-// A range read has up to 275 bytes; what went wrong is mostly seen in the first.
-std::string answer_text(bytes_view answer)
-{
-    constexpr size_t SHOWN = 24;
-    if (answer.size() <= SHOWN) return peers::hex_text(answer);
-    return peers::hex_text(answer.first(SHOWN)) + "... (" + std::to_string(answer.size()) + " bytes)";
 }
 
 bool read_file_at(uint32_t address, uint8_t* room, size_t length)
@@ -115,8 +71,6 @@ void Watch::on_service_launched(uint64_t now_us)
 {
     hold_since_us_ = now_us;
     asked_.reset();
-    if (model_) model_->restarts();
-    files_are_due_ = true;
 }
 
 // Its memory is gone: the next one holds nothing and flies nothing.
@@ -128,27 +82,15 @@ void Watch::on_service_killed()
     test_on_ = false;
 }
 
-void Watch::on_received(uint16_t host, const kest_event_t& event, uint64_t now_us)
+void Watch::on_received(uint16_t host, const kest_event_t& event)
 {
     if (!is_service(host)) return;
-    expect_reply();
     const bool wants_reply = ((event.attrib >> ATTRIB_NEED_ACK_SHIFT) & ATTRIB_NEED_ACK_MASK) != 0;
-    asked_ = {host, event.peer_host, event.msg_id, event.seq_id, wants_reply, 0, {}};
-    if (model_) ask_models(event, now_us);
+    asked_ = {host, event.peer_host, event.msg_id, event.seq_id, wants_reply, 0};
     // Whoever asked last, even wrongly, decides whether the motors are held.
     if (host == HOST_NFZ_UPGRADE && event.msg_id == ENTRY) expect_holding(in_upgrade_, is_app(event.peer_host));
     if (host == HOST_FLIGHT_SERVICE && event.msg_id == SWITCH && event.msg_len > 0 && event.msg_buf[0] == kAfqtOn)
         test_on_ = true;
-}
-
-// The service handles it, whether or not its answer gets anywhere.
-void Watch::ask_models(const kest_event_t& request, uint64_t now_us)
-{
-    const bytes_t payload(request.msg_buf, request.msg_buf + request.msg_len);
-    asked_->answer = model_->answer(asked_->service, request.peer_host, request.msg_id, payload);
-    if (!asked_->answer) return;
-    files_are_due_ = true;
-    if (asked_->service == HOST_NFZ_UPGRADE && request.msg_id != READ) upgrade_asked_us_ = now_us;
 }
 
 void Watch::on_handed_over(const handed_over_t& record, uint64_t now_us)
@@ -179,40 +121,9 @@ void Watch::on_reply(const handed_over_t& reply)
     check(asked_->replies++ == 0, "I7: a second reply to one request");
     check(is_known_length(reply.length), "I7: a reply of " + std::to_string(reply.length) + " bytes");
     const bytes_view payload(static_cast<const uint8_t*>(reply.payload), reply.length);
-    if (asked_->answer) check_answer(request.msg_id, payload, *asked_->answer);
     if (host != HOST_NFZ_UPGRADE || payload.empty()) return;
     on_upgrade_reply(request.msg_id, payload[0]);
-    if (request.msg_id == READ && !model_) on_read_reply(payload);
-}
-
-void Watch::check_answer(uint32_t msg_id, bytes_view found, bytes_view wanted)
-{
-    if (std::equal(found.begin(), found.end(), wanted.begin(), wanted.end())) return;
-    check(false,
-          "I9: " + request_text(msg_id) + " is answered " + answer_text(found) + " instead of " + answer_text(wanted));
-}
-
-// Their handlers wait for nobody, so that the answer is out before anything else happens.
-void Watch::expect_reply()
-{
-    if (!asked_ || !asked_->answer || !asked_->wants_reply) return;
-    check(asked_->replies == 1, "I9: " + request_text(asked_->msg_id) + " is not answered");
-}
-
-void Watch::on_log_line(std::string_view text, uint64_t now_us)
-{
-    if (!model_) return;
-    if (text.starts_with(DAMAGE_TEXT)) model_->areas.is_read();
-    if (!text.starts_with(SILENCE_TEXT)) return;
-    check(model_->upgrade.is_running(), "I10: silence without an upgrade");
-    check(now_us > upgrade_asked_us_ + SILENCE_US, "I10: an upgrade is given up too early");
-    model_->upgrade.falls_silent();
-}
-
-void Watch::check_silence(uint64_t now_us)
-{
-    if (!model_->upgrade.is_running() || now_us <= upgrade_asked_us_ + SILENCE_NOTICED_US) return;
-    check(false, "I10: an upgrade is not given up after 21 s of silence");
+    if (request.msg_id == READ) on_read_reply(payload);
 }
 
 // Motors are held from an accepted entry of an app until a success, or until a first block is refused. A refused end
@@ -222,12 +133,10 @@ void Watch::on_upgrade_reply(uint32_t msg_id, uint8_t code)
     if (msg_id == ENTRY && code == 0) expect_holding(true, app_asked_);
     if (msg_id == DATA && (code == UPGRADE_RET_FIRST_SHORT || code == UPGRADE_RET_NOT_NEWER)) in_upgrade_ = false;
     if (msg_id != END) return;
-    if (code != UPGRADE_RET_OK) {
-        expect_holding(true, app_asked_);
-    } else {
+    if (code == UPGRADE_RET_OK)
         in_upgrade_ = false;
-        check(!model_ || is_a_database(), "I2: a database is accepted that nobody sent");
-    }
+    else
+        expect_holding(true, app_asked_);
     struct stat info = {};
     const bool emptied = stat(DATABASE, &info) != 0 || info.st_size == 0;
     check(code == UPGRADE_RET_OK || emptied, "a refused end leaves " + std::to_string(info.st_size) + " bytes");
@@ -255,9 +164,6 @@ void Watch::on_message(const handed_over_t& message, uint64_t now_us)
         case EXTERNAL:
             external_control_ = !payload.empty() && payload[0] == MIS_ON;
             return;
-        case AREAS_PUSH:  // once a second, of whatever the reader makes of them
-            files_are_due_ = true;
-            return;
         case STICKS:
             check(test_on_, "sticks without a test");
             check(external_control_, "sticks without external control");
@@ -277,46 +183,6 @@ void Watch::on_hold_order(bytes_view payload, uint64_t now_us)
 }
 
 void Watch::on_event(uint64_t now_us)
-{
-    if (model_) check_by_models(now_us);
-    check_hold(now_us);
-}
-
-void Watch::check_by_models(uint64_t now_us)
-{
-    expect_reply();
-    if (asked_) asked_->answer.reset();
-    check_silence(now_us);
-    check_files();
-}
-
-void Watch::on_event_but_files(uint64_t now_us)
-{
-    check_hold(now_us);
-}
-
-// What was verified is one database from end to end.
-bool Watch::is_a_database() const
-{
-    return std::find(databases_.begin(), databases_.end(), model_->upgrade.file()) != databases_.end();
-}
-
-// I2: on the disk is what was delivered so far. A file that is missing is as good as an empty one.
-void Watch::check_files()
-{
-    if (!std::exchange(files_are_due_, false)) return;
-    check_file(DATABASE, model_->upgrade.file());
-    check_file(AREAS, model_->areas.file());
-}
-
-void Watch::check_file(const char* path, const bytes_t& wanted)
-{
-    const bytes_t found = file_bytes(path);
-    check(found == wanted, "I2: " + std::string(path) + " has " + std::to_string(found.size()) +
-                               " bytes, or others, instead of " + std::to_string(wanted.size()));
-}
-
-void Watch::check_hold(uint64_t now_us)
 {
     if (hold_since_us_ == 0) hold_since_us_ = now_us;
     if (!is_hold_expected()) return;

@@ -103,6 +103,6 @@ std::optional<kest_result_t> VirtualWorld::decide(const sim::handed_over_t& reco
 // file's. The files' content is the test's own to judge.
 void VirtualWorld::see()
 {
-    watch_.on_event_but_files(now_us());
+    watch_.on_event(now_us());
     if (!watch_.broken().empty()) throw broken_t(watch_.broken());
 }
