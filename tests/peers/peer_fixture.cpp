@@ -6,13 +6,6 @@
 
 using sim::bytes_t;
 
-template <class Record>
-static bytes_t bytes_of(const Record& record)
-{
-    const peers::bytes_view bytes = peers::bytes_of(record);
-    return {bytes.begin(), bytes.end()};
-}
-
 Bus::Bus()
 {
     std::ofstream(routes()) << R"({"bus_dir": ")" << path("bus") << R"(", "services": {
@@ -82,6 +75,7 @@ void ScriptedService::on(peers::BusEndpoint& endpoint, uint8_t set, uint8_t id)
         };
         bytes_t reply = fault.take ? honest() : refused_by_the_disk(request, fault);
         if (fault.code) reply[0] = *fault.code;
+        if (fault.reply) reply = *fault.reply;
         if (fault.answer) endpoint.reply(request, reply);
     });
 }
@@ -140,10 +134,10 @@ void ScriptedService::holds(bytes_t database)
     model_.upgrade = sim::UpgradeModel({});
     for (const bytes_t& data : {database, bytes_t()}) {
         const upgrade_data_transfer_req_t head = {.block_size = static_cast<uint16_t>(data.size())};
-        bytes_t block = bytes_of(head);
+        bytes_t block = record_bytes(head);
         block.insert(block.end(), data.begin(), data.end());
         model_.upgrade.entry(HOST_APP, bytes_t(UPGRADE_ENTRY_REQ_SIZE));
-        model_.upgrade.start(bytes_of(start));
+        model_.upgrade.start(record_bytes(start));
         model_.upgrade.data(block);
     }
 }

@@ -36,9 +36,10 @@ private:
 struct fault_t {
     bool take = true;  // false: it gets lost or, when it is answered, the disk is full
     bool answer = true;
-    std::optional<uint8_t> code = std::nullopt;  // in place of the honest one
-    bool restart = false;                        // of the service, before the request
-    bool litter = false;                         // the full disk keeps a byte of the fragment
+    std::optional<uint8_t> code = std::nullopt;        // in place of the honest one
+    std::optional<sim::bytes_t> reply = std::nullopt;  // likewise, all of it
+    bool restart = false;                              // of the service, before the request
+    bool litter = false;                               // the full disk keeps a byte of the fragment
 };
 
 // By number of the request, 0 for the first.
@@ -76,6 +77,13 @@ private:
     std::string story_;
     sim::ServiceModel model_;
 };
+
+template <class Record>
+sim::bytes_t record_bytes(const Record& record)
+{
+    const peers::bytes_view bytes = peers::bytes_of(record);
+    return {bytes.begin(), bytes.end()};
+}
 
 // The bytes behind which the digest stands that they call for.
 std::vector<uint8_t> with_digest(std::vector<uint8_t> bytes);

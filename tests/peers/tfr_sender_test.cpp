@@ -124,6 +124,19 @@ TEST_F(Delivery, EveryRefusalIsExplained)
         EXPECT_THAT(result.what, HasSubstr(words));
         EXPECT_FALSE(result.what.empty() || result.next.empty());
     }
+    update_tfr_rsp_t elsewhere = {TFR_UPDATE_SEQ_NOT_CONTINUE, TFR_NEXT_SET, {}};
+    elsewhere.seq = FRAGMENTS + 1;
+    const std::pair<sim::bytes_t, const char*> contradictions[] = {
+        {sim::bytes_t(17), "too short"},
+        {record_bytes(update_tfr_rsp_t{}), "does not say how far"},
+        {record_bytes(elsewhere), "never sent"},
+    };
+    for (const auto& [reply, words] : contradictions) {
+        service.follow({{3, {.reply = reply}}});
+        const peers::transfer_result_t result = sent();
+        EXPECT_EQ(result.outcome, outcome::unexpected);
+        EXPECT_THAT(result.what, HasSubstr(words));
+    }
     options.tries = 1;
     service.follow({{1, {.code = TFR_UPDATE_SEQ_NOT_CONTINUE}}});
     EXPECT_EQ(sent().outcome, outcome::refused_state);

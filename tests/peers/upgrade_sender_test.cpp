@@ -111,6 +111,35 @@ TEST_F(Upgrade, EveryRefusalIsExplained)
     }
 }
 
+TEST_F(Upgrade, ServiceThatContradictsItselfIsNotBelieved)
+{
+    const auto says = [](const auto& record) { return fault_t{.reply = record_bytes(record)}; };
+    const auto block = [&says](int32_t number) { return says(upgrade_data_transfer_ack_t{UPGRADE_RET_OK, number}); };
+    const std::tuple<uint32_t, fault_t, const char*> cases[] = {
+        {0, {.reply = sim::bytes_t{}}, "entry request is too short"},
+        {1, {.reply = sim::bytes_t{0}}, "start request is too short"},
+        {1, says(upgrade_request_receive_ack_t{}), "blocks of 0 bytes"},
+        {4, {.reply = sim::bytes_t{0, 2}}, "block is too short"},
+        {4, block(BLOCKS), "never sent"},
+        {4, block(-2), "never sent"},
+        {7, {.reply = sim::bytes_t{}}, "end request is empty"},
+    };
+    for (const auto& [request, fault, words] : cases) {
+        SCOPED_TRACE(words);
+        service.follow({{request, fault}});
+        const peers::upgrade_result_t result = sent();
+        EXPECT_EQ(result.outcome, upgrade_outcome::unexpected);
+        EXPECT_THAT(result.what, HasSubstr(words));
+    }
+    service.follow(ten_from(4, block(0)));
+    EXPECT_EQ(sent().outcome, upgrade_outcome::refused_state) << "a yes to another block is none";
+    EXPECT_EQ(service.story(), "e s 0 1 2 1 1");
+    service.follow({{7, {.answer = false, .restart = true}}});
+    const peers::upgrade_result_t restarted = sent();
+    EXPECT_EQ(restarted.outcome, upgrade_outcome::verification);
+    EXPECT_THAT(restarted.what, HasSubstr("first answer to the end request"));
+}
+
 TEST_F(Upgrade, CancelEndsItOnce)
 {
     service.follow(ten_from(3, {.answer = false}));
