@@ -53,7 +53,10 @@ TEST_F(Upgrade, ResumesWhereTheServiceIs)
         // The service takes no more blocks once it has all of them, and says "not now" to the repeated last one.
         {"the last answer is lost", {{6, lost_answer}}, "e s 0 1 2 3 4 4 f"},
         {"blocks are lost", {{2, lost}, {5, lost}}, "e s 0 0 1 2 2 3 4 f"},
-        {"the disk is full", {{3, {.take = false}}}, "e s 0 1 1 2 3 4 f"},
+        // As often as it may be in a row, but never in a row.
+        {"the disk is full",
+         {{3, {.take = false}}, {5, {.take = false}}, {7, {.take = false}}},
+         "e s 0 1 1 2 2 3 3 4 f"},
         {"the answer to the end is lost", {{7, lost_answer}}, "e s 0 1 2 3 4 f f"},
     };
     for (const auto& [name, faults, story] : cases) {
