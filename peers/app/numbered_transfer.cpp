@@ -175,7 +175,7 @@ void NumberedTransfer::finish(lock_t& lock)
     const transfer_result_t result = result_;
     const std::shared_ptr<const transfer_job_t> job = std::move(job_);
     lock.unlock();
-    job->done(result);
+    if (job->done) job->done(result);
 }
 
 }  // namespace peers

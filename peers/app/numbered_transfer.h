@@ -25,7 +25,7 @@ struct transfer_job_t {
     std::vector<uint8_t> file;
     transfer_options_t options = {};
     std::function<void(const transfer_progress_t&)> progress = {};  // after each accepted block; may be empty
-    std::function<void(const transfer_result_t&)> done;             // exactly once
+    std::function<void(const transfer_result_t&)> done = {};        // exactly once; may be empty
 };
 
 // `progress` and `done` run without a lock, on the endpoint's task or its timer's thread; `done` also within the start

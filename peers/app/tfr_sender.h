@@ -26,7 +26,7 @@ struct tfr_job_t {
     std::vector<uint8_t> file;
     tfr_options_t options = {};
     std::function<void(const transfer_progress_t&)> progress = {};  // after each accepted fragment; may be empty
-    std::function<void(const transfer_result_t&)> done = {};        // exactly once
+    std::function<void(const transfer_result_t&)> done = {};        // exactly once; may be empty
 };
 
 class TfrSender : public NumberedTransfer {

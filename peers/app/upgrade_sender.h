@@ -24,7 +24,7 @@ struct upgrade_job_t {
     std::vector<uint8_t> database;  // up to 4 GiB - 1
     upgrade_options_t options = {};
     std::function<void(const upgrade_progress_t&)> progress = {};  // after each accepted block; may be empty
-    std::function<void(const upgrade_result_t&)> done = {};        // exactly once
+    std::function<void(const upgrade_result_t&)> done = {};        // exactly once; may be empty
 };
 
 class UpgradeSender : public NumberedTransfer {

@@ -157,6 +157,8 @@ TEST_F(Upgrade, CancelEndsItOnce)
     app->upgrade().cancel();
     app->upgrade().cancel();
     EXPECT_EQ(ends, 1);
+    EXPECT_EQ(app->upgrade().begin(job()), 0);
+    app->upgrade().cancel();  // nobody wants to know
 }
 
 TEST(Alone, NobodyListensIsSaidAtOnce)
